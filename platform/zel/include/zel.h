@@ -1,0 +1,468 @@
+// The Zel imaging library (host stand-in).
+//
+// The part above "Host side" is what a compute-device plug-in calls; the part below is how
+// a program or a test builds images, regions and operations and has the host run them.
+//
+// Coordinates
+// -----------
+// Every operation works in one operation space. An image with origin (ox, oy) places its
+// pixel (X, Y) at operation-space point (X - ox, Y - oy); read the other way, operation-space
+// point (x, y) is the image's pixel (x + ox, y + oy). A new image's origin is (0, 0).
+//
+// Regions (ZelRoi) are sets of disjoint rectangles in operation space. An image's region is
+// its region of interest (setRoi) clipped to its extent, or its whole extent
+// (-ox, -oy, width, height) when none is set; getImageSpaceRoi returns it. ZeliGetRoiList
+// intersects the regions of the destination and the non-null sources and lists the result
+// as rectangles sorted top to bottom, then left to right: disjoint and never empty. An
+// operation visits exactly those rectangles, so it never reaches outside any of its images.
+//
+// Children
+// --------
+// A child is a rectangle and/or a run of bands of a root image; it shares the root's pixels
+// and storage records. getStorage of a child returns the root's record itself, and
+// getChildOffsets tells where the child's pixel (0, 0) and band 0 lie in the root. A child
+// of a child is made as a child of the root with the offsets added, so getParent of any child
+// is a root. A child has its own origin and region. Band b of a child of an 8-bit root is
+// byte (1 + band + b) of a 3-band root's 4-byte pixel, byte (band + b) of a 4-band (or
+// 2-band) root's pixel; 16-bit children address element (band + b) of the root's pixel.
+//
+// Pixel memory
+// ------------
+// Every root image keeps its pixels in one page-aligned buffer in the layout of "kx"
+// storage: 8-bit pixels take 1 byte (1 band), 2 bytes (2 bands) or 4 bytes (3 and 4 bands;
+// a 3-band pixel holds its bands in bytes 1..3, byte 0 is not part of the image); 16-bit
+// pixels take one signed element a band, in the host's byte order. Rows may be padded. When
+// the pixel processor can alias the buffer the image has "kx" storage describing it; when no
+// processor exists (kx_fd_get() < 0) or the alias cannot be made, the image has no "kx"
+// storage (getStorage("kx") is nullptr) but the same buffer, and getPixel/setPixel and the
+// host's software operations work on it all the same. "memory" and "ckx" storage are
+// separate buffers added on request; nothing keeps them in step with the pixels.
+#ifndef ZEL_H
+#define ZEL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+class ZelSystemState;
+class ZelImage;
+class ZelRoi;
+class ZelRectList;
+class ZelOp;
+class ZelOpTreeNode;
+class ZelGlobalState;
+class ZelDeviceComputeType;
+
+// Storage records, as the host's storage provider fills them. Strides count elements.
+struct __ZelKXStorage {
+  unsigned char* host_address;  // ordinary address of the first pixel
+  uint32_t line_stride;
+  uint16_t pixel_stride;
+  uint16_t unused;
+  uint32_t kx_address;  // pixel-memory alias address of the first pixel
+  uint32_t opaque1;
+  uint32_t opaque2;
+};
+
+struct __ZelMemoryStorage {
+  unsigned char* host_address;
+  uint32_t line_stride;
+  uint16_t pixel_stride;
+};
+
+enum ZelDataType : int { ZEL_UINT8 = 1, ZEL_INT16 = 2 };
+
+class ZelVersionNumber {
+ public:
+  ZelVersionNumber() = default;
+  bool operator==(const ZelVersionNumber& other) const { return value_ == other.value_; }
+  bool operator!=(const ZelVersionNumber& other) const { return value_ != other.value_; }
+  void bump() { ++value_; }
+
+ private:
+  uint64_t value_ = 0;
+};
+
+// Base of every host object. Objects are released with destroy(), never deleted.
+class ZelObject {
+ public:
+  virtual void destroy() = 0;
+  virtual ZelSystemState* getSystemState() const { return state_; }
+  virtual ZelVersionNumber getVersion() const { return version_; }
+
+ protected:
+  explicit ZelObject(ZelSystemState* state) : state_(state) {}
+  ~ZelObject() = default;
+  void changed() { version_.bump(); }
+
+ private:
+  ZelSystemState* state_;
+  ZelVersionNumber version_;
+};
+
+// A list of rectangles, consumed one at a time. Its fourth virtual operation, after the
+// three of ZelObject, yields the next rectangle and returns nonzero, or returns 0 at the end.
+class ZelRectList : public ZelObject {
+ public:
+  virtual int getNextRect(int* x, int* y, int* width, int* height) = 0;
+
+ protected:
+  using ZelObject::ZelObject;
+  ~ZelRectList() = default;
+};
+
+// The shape and element type of an image.
+class ZelImageType {
+ public:
+  unsigned getBands() const { return bands_; }
+  int getDataType() const { return data_type_; }
+  unsigned getWidth() const { return width_; }
+  unsigned getHeight() const { return height_; }
+
+ protected:
+  ZelImageType(unsigned width, unsigned height, unsigned bands, int data_type)
+      : width_(width), height_(height), bands_(bands), data_type_(data_type) {}
+
+ private:
+  unsigned width_, height_, bands_;
+  int data_type_;
+};
+
+class ZelImage final : public ZelObject, public ZelImageType {
+ public:
+  void destroy() override;
+
+  // The record of the named storage ("kx", "ckx", "memory"), or nullptr. A child returns its
+  // root's record; getChildOffsets then tells where the child lies in it.
+  void* getStorage(const char* name);
+  void getChildOffsets(unsigned* x, unsigned* y, unsigned* band) const;
+  ZelImage* getParent() const { return parent_; }
+  void getDimensions(unsigned* width, unsigned* height, unsigned* bands) const;
+  void getOrigin(int* x, int* y) const;
+  // The image's region in operation space: its region of interest clipped to its extent,
+  // or its whole extent when none is set. The region belongs to the image and follows
+  // setOrigin and setRoi: callers do not destroy it.
+  ZelRoi* getImageSpaceRoi();
+  // A copy of the region of interest set on the image (as set, not clipped), or nullptr;
+  // the caller destroys it.
+  ZelRoi* getRoi() const;
+
+  // ---- Host side ----
+  // Band `band` of pixel (x, y) in image coordinates: 0..255 for 8-bit data, -32768..32767
+  // for 16-bit data. setPixel stores the value's low 8 or 16 bits (two's complement), so
+  // 16-bit -1 and 0xffff are the same element. Outside the image getPixel gives 0 and
+  // setPixel does nothing.
+  int getPixel(unsigned x, unsigned y, unsigned band) const;
+  void setPixel(unsigned x, unsigned y, unsigned band, int value);
+  void setOrigin(int x, int y);
+  void setRoi(const ZelRoi* roi);  // copied; nullptr clears it
+  // A child: the rectangle (x, y, width, height) and bands band .. band + bands - 1 of this
+  // image; nullptr when that is empty or does not lie inside it. A child of a child becomes
+  // a child of the root (see "Children" above). Destroying an image destroys its children.
+  ZelImage* createChild(unsigned x, unsigned y, unsigned width, unsigned height, unsigned band,
+                        unsigned bands);
+  // Adds "kx" (aliases the pixels again after removeStorage), "memory" (a separate zeroed
+  // buffer, packed: 8-bit 3-band pixels in 3 bytes) or "ckx" (separate contiguous memory from
+  // /dev/kx_cmem in the "kx" layout with a packed line stride) storage. True when the image
+  // has it afterwards; false when it cannot be had. Storage belongs to the root: on a child
+  // addStorage returns false and removeStorage does nothing. Removing "kx" storage keeps
+  // the pixels but makes an image the plug-in cannot use.
+  bool addStorage(const char* name);
+  void removeStorage(const char* name);
+  // Records that the pixels changed behind the host's back (a device wrote them): bumps the
+  // version of this image and of its root. setPixel does the same.
+  void markChanged();
+
+ private:
+  friend class ZelSystemState;
+  struct Buffer;
+  ZelImage(ZelSystemState* state, unsigned width, unsigned height, unsigned bands,
+           int data_type);
+  ~ZelImage();
+  ZelImage* root() { return parent_ ? parent_ : this; }
+  const ZelImage* root() const { return parent_ ? parent_ : this; }
+  unsigned char* elementAddress(unsigned x, unsigned y, unsigned band) const;
+  void updateSpaceRoi();
+  bool makePixels(unsigned row_padding);
+  bool aliasPixels();
+  bool addCkx();
+
+  ZelImage* parent_ = nullptr;  // the root, for a child
+  unsigned child_x_ = 0, child_y_ = 0, child_band_ = 0;
+  int origin_x_ = 0, origin_y_ = 0;
+  ZelRoi* roi_ = nullptr;
+  ZelRoi* space_roi_ = nullptr;
+  std::vector<ZelImage*> children_;
+  uint32_t serial_ = 0;  // carried in the records' opaque2
+  // Layout of the pixel buffer (roots): elements from a pixel to the next and from a row to
+  // the next.
+  uint32_t line_stride_ = 0;
+  uint16_t pixel_stride_ = 0;
+  __ZelKXStorage kx_{};
+  __ZelKXStorage ckx_{};
+  __ZelMemoryStorage memory_{};
+  Buffer* kx_buffer_ = nullptr;  // the pixels; aliased when the image has "kx" storage
+  Buffer* ckx_buffer_ = nullptr;
+  Buffer* memory_buffer_ = nullptr;
+};
+
+// A region: a set of disjoint rectangles in operation space.
+class ZelRoi final : public ZelObject {
+ public:
+  struct Rect {
+    int x, y, width, height;
+  };
+  void destroy() override;
+
+  // New regions (the caller destroys them); intersect gives nullptr for a null `other`.
+  // Parts moved beyond the int range are dropped.
+  ZelRoi* translate(int dx, int dy) const;
+  ZelRoi* intersect(const ZelRoi* other) const;
+  // Adds the part of the rectangle the region does not cover yet: 0, or 2 for a negative
+  // size or a rectangle reaching beyond the int range. An empty rectangle adds nothing.
+  int addRect(int x, int y, int width, int height);
+  ZelRectList* getRectList() const;  // the rectangles, top to bottom, left to right
+
+  // ---- Host side ----
+  // Disjoint, non-empty, sorted by top edge and then left edge.
+  const std::vector<Rect>& rects() const { return rects_; }
+  bool contains(int x, int y) const;
+  bool empty() const { return rects_.empty(); }
+  long long area() const;
+
+ private:
+  friend class ZelSystemState;
+  friend class ZelImage;
+  explicit ZelRoi(ZelSystemState* state) : ZelObject(state) {}
+  ~ZelRoi() = default;
+  std::vector<Rect> rects_;
+};
+
+// A host operation: its name, images, inner operation and typed parameters (numbered
+// from 1).
+class ZelOp final : public ZelObject {
+ public:
+  void destroy() override;
+
+  const char* getName() const { return name_.c_str(); }
+  ZelImage* getSrc1() const { return src_[0]; }
+  ZelImage* getSrc2() const { return src_[1]; }
+  ZelImage* getSrc3() const { return src_[2]; }
+  ZelImage* getDst() const { return dst_; }
+  ZelOp* getOp1() const { return op1_; }
+  void* getPtrParam(int n) const;
+  ZelObject* getObjParam(int n) const;
+  float getFloatParam(int n) const;
+  long getLongParam(int n) const;
+
+  // ---- Host side ----
+  void setSrc(int n, ZelImage* image);  // n = 1, 2, 3
+  void setDst(ZelImage* image) { dst_ = image; }
+  void setOp1(ZelOp* op) { op1_ = op; }
+  void setPtrParam(int n, void* value);
+  void setObjParam(int n, ZelObject* value);
+  void setFloatParam(int n, float value);
+  void setLongParam(int n, long value);
+
+ private:
+  friend class ZelSystemState;
+  struct Param {
+    void* ptr = nullptr;
+    ZelObject* obj = nullptr;
+    float f = 0.0f;
+    long l = 0;
+  };
+  ZelOp(ZelSystemState* state, const char* name);
+  ~ZelOp() = default;
+  std::string name_;
+  ZelImage* src_[3] = {nullptr, nullptr, nullptr};
+  ZelImage* dst_ = nullptr;
+  ZelOp* op1_ = nullptr;
+  std::vector<Param> params_;
+};
+
+// One error report, as notifyError received it.
+struct ZelErrorReport {
+  const ZelSystemState* state;
+  int category;
+  std::string id;
+  int flag;
+  int line;
+  std::string file;
+  const ZelObject* object;
+};
+
+class ZelSystemState {
+ public:
+  // The host's error service. `state` may be null (a report with no system state).
+  static void notifyError(ZelSystemState* state, int category, const char* id, int flag,
+                          int line, const char* file, ZelObject* object);
+
+  // A new root image of 1 to 4 bands of ZEL_UINT8 or ZEL_INT16 data with "kx" storage
+  // (when a processor can alias it; see "Pixel memory" above): 8-bit 3-band pixels take
+  // 4 bytes with bands in bytes 1..3. Each row is followed by `row_padding` unused elements,
+  // so line_stride = width * pixel_stride + row_padding. Pixels start at 0. nullptr for a
+  // zero size, another band count or data type, or memory that cannot be had.
+  ZelImage* createImage(unsigned width, unsigned height, unsigned bands, int data_type,
+                        unsigned row_padding = 0);
+  ZelRoi* createRoi();
+  ZelOp* createOp(const char* name);
+
+  // ---- Host side ----
+  ZelSystemState() = default;
+  ZelSystemState(const ZelSystemState&) = delete;
+  ZelSystemState& operator=(const ZelSystemState&) = delete;
+};
+
+// The system state programs use when they need only one; it lives as long as the process.
+ZelSystemState* zel_default_state();
+
+// Every report since start-up (or the last clear), in order. Each report is also printed as
+// one line on standard error, e.g. "zel: error di-12 (category 0, flag 0) in Add8KX line
+// 139", unless quiet. Null `id` and `file` are recorded as empty strings.
+const std::vector<ZelErrorReport>& zel_error_log();
+void zel_clear_error_log();
+void zel_set_quiet(bool quiet);
+
+// The rectangles where the regions of the destination and of the non-null sources meet
+// (see "Coordinates" above); an empty meeting gives a list with no rectangle. Returns the
+// list and, through `roi`, the region it lists; the caller destroys both. Returns nullptr
+// (and sets *roi to nullptr) when it cannot: every image is null, or
+// zel_global_state->failRoiLists asked it to fail.
+ZelRectList* ZeliGetRoiList(ZelRoi** roi, ZelImage* dst, ZelImage* src1, ZelImage* src2,
+                            ZelImage* src3);
+
+void zel_memcpy(void* destination, const void* source, size_t bytes);
+
+// ---- Devices and the operation tree ----
+
+class ZelDeviceType {
+ public:
+  explicit ZelDeviceType(char* name);
+  virtual void printStatus();
+  virtual void optimizeMemoryUsage();
+  virtual ~ZelDeviceType();
+  const char* getName() const { return name_.c_str(); }
+
+ private:
+  std::string name_;
+};
+
+class ZelDeviceComputeType : public ZelDeviceType {
+ public:
+  explicit ZelDeviceComputeType(char* name) : ZelDeviceType(name) {}
+  ~ZelDeviceComputeType() override;
+  // How many ZelDeviceComputeType destructors have run in this process.
+  static int destructorRuns();
+};
+
+// A compute routine: a non-virtual member of a device, called with the operation and a
+// count the routine ignores; returns 0, or 2 to let the host do the operation.
+typedef int (ZelDeviceComputeType::*ZelComputeFunction)(ZelOp*, int);
+
+class ZelOpTreeNode {
+ public:
+  struct Function {
+    ZelDeviceComputeType* device;
+    ZelComputeFunction routine;
+  };
+  // The child node for an operation name, made when absent.
+  ZelOpTreeNode* branch(const char* name);
+  // Attaches a device's routine; 0, or 2 when the tree refuses (see refuseRegistration; a
+  // null device or routine, and the root itself, are refused too).
+  int addFunction(ZelDeviceComputeType* device, ZelComputeFunction routine);
+  // Removes every routine of the device from this node and all below it.
+  void removeFunctions(ZelDeviceComputeType* device);
+
+  // ---- Host side ----
+  ZelOpTreeNode* find(const char* name) const;  // nullptr when absent
+  const std::vector<Function>& functions() const { return functions_; }
+  const std::string& name() const { return name_; }
+  std::string path() const;  // "convolve8/convolve8"; "" for the root
+  ~ZelOpTreeNode();
+  ZelOpTreeNode(const ZelOpTreeNode&) = delete;
+  ZelOpTreeNode& operator=(const ZelOpTreeNode&) = delete;
+
+ private:
+  friend class ZelGlobalState;
+  ZelOpTreeNode(ZelGlobalState* owner, ZelOpTreeNode* parent, std::string name)
+      : owner_(owner), parent_(parent), name_(std::move(name)) {}
+  ZelGlobalState* owner_;
+  ZelOpTreeNode* parent_;
+  std::string name_;
+  std::vector<std::pair<std::string, ZelOpTreeNode*>> children_;
+  std::vector<Function> functions_;
+};
+
+class ZelGlobalState {
+ public:
+  ZelOpTreeNode* getOpTreeBase() { return &root_; }
+
+  // ---- Host side ----
+  ZelGlobalState() : root_(this, nullptr, "") {}
+  ZelGlobalState(const ZelGlobalState&) = delete;
+  ZelGlobalState& operator=(const ZelGlobalState&) = delete;
+  // The paths that hold functions, each once, in the order they received their first one
+  // ("convolve8/convolve8" for a two-level path); a path whose functions are all removed
+  // leaves the list.
+  const std::vector<std::string>& registeredPaths() const { return registered_; }
+  // Tests: the n-th addFunction call from now (1 = the next) returns 2 and attaches
+  // nothing; later calls succeed again. 0 = refuse none.
+  void refuseRegistration(int n) { refuse_countdown_ = n; }
+  // Tests: the next n calls of ZeliGetRoiList fail.
+  void failRoiLists(int n) { failing_roi_lists_ = n; }
+  bool takeRoiListFailure();
+
+ private:
+  friend class ZelOpTreeNode;
+  ZelOpTreeNode root_;
+  std::vector<std::string> registered_;
+  int refuse_countdown_ = 0;
+  int failing_roi_lists_ = 0;
+};
+
+extern ZelGlobalState* zel_global_state;
+
+// ---- Running operations ----
+
+// Loads a compute-device plug-in (dlopen, then its ZelCreateComputeType) and keeps the
+// device. Returns the device, or nullptr with a one-line reason in *why.
+// One device at a time: a call while a device is loaded fails. When the entry returns null
+// ("no pixel processor") the plug-in stays loaded until zel_unload_device or the next load.
+ZelDeviceComputeType* zel_load_device(const char* path, std::string* why);
+// The loaded device, or nullptr.
+ZelDeviceComputeType* zel_loaded_device();
+// Removes the loaded device's functions from the operation tree, deletes the device
+// (through its virtual destructor) and unloads the plug-in. Harmless when none is loaded.
+void zel_unload_device();
+// The plug-in next to the running program: <dir of executable>/../lib/ZelDeviceComputeKX.so.
+std::string zel_default_device_path();
+
+enum class ZelPath { device_then_host, device_only, host_only };
+struct ZelRunResult {
+  int status = 2;           // 0 success, 2 refused or failed
+  bool device_ran = false;  // a device routine was called
+  int device_status = 2;    // what it returned
+  bool host_ran = false;    // the host's software implementation ran
+};
+// Runs an operation by its name (and, for a two-level path, its inner operation's name):
+// the first routine registered at the node first, then, when there is none or it returns 2
+// and the path allows, the host's own software implementation of the operation's name. An
+// operation with an inner operation has no software implementation. After a success the
+// destination's version is bumped.
+ZelRunResult zel_run(ZelOp* op, ZelPath path = ZelPath::device_then_host);
+
+// The host's own operations, which a device may accelerate.
+struct ZelOperationInfo {
+  const char* name;
+  int sources;                 // images read (src1, src2, src3)
+  int data_type;               // of the sources and destination: ZEL_UINT8 or ZEL_INT16
+  int (*software)(ZelOp* op);  // 0, or 2 when the operands are not valid for it
+};
+// nullptr for a name the host does not implement.
+const ZelOperationInfo* zel_operation_info(const char* name);
+const std::vector<ZelOperationInfo>& zel_operations();
+
+#endif

@@ -1,0 +1,193 @@
+// System state and its error service, operations, the operation tree and device types.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "zel.h"
+
+// ---- Errors ----
+
+namespace {
+
+std::vector<ZelErrorReport>& error_log() {
+  static std::vector<ZelErrorReport> log;
+  return log;
+}
+
+bool quiet = false;
+
+}  // namespace
+
+void ZelSystemState::notifyError(ZelSystemState* state, int category, const char* id, int flag,
+                                 int line, const char* file, ZelObject* object) {
+  ZelErrorReport report{state, category, id ? id : "", flag, line, file ? file : "", object};
+  if (!quiet) {
+    std::fprintf(stderr, "zel: error %s (category %d, flag %d) in %s line %d\n",
+                 report.id.c_str(), category, flag, report.file.c_str(), line);
+  }
+  error_log().push_back(std::move(report));
+}
+
+const std::vector<ZelErrorReport>& zel_error_log() {
+  return error_log();
+}
+void zel_clear_error_log() {
+  error_log().clear();
+}
+void zel_set_quiet(bool q) {
+  quiet = q;
+}
+
+// ---- System state ----
+
+ZelRoi* ZelSystemState::createRoi() {
+  return new ZelRoi(this);
+}
+
+ZelOp* ZelSystemState::createOp(const char* name) {
+  return new ZelOp(this, name);
+}
+
+ZelSystemState* zel_default_state() {
+  static ZelSystemState state;
+  return &state;
+}
+
+void zel_memcpy(void* destination, const void* source, size_t bytes) {
+  std::memcpy(destination, source, bytes);
+}
+
+// ---- Operations ----
+
+ZelOp::ZelOp(ZelSystemState* state, const char* name)
+    : ZelObject(state), name_(name ? name : "") {}
+
+void ZelOp::destroy() {
+  delete this;
+}
+
+void ZelOp::setSrc(int n, ZelImage* image) {
+  if (n >= 1 && n <= 3) src_[n - 1] = image;
+}
+
+namespace {
+
+// The slot of parameter n (from 1), made when absent; nullptr for n < 1.
+template <typename Param>
+Param* param_slot(std::vector<Param>& params, int n) {
+  if (n < 1) return nullptr;
+  if (static_cast<size_t>(n) > params.size()) params.resize(static_cast<size_t>(n));
+  return &params[static_cast<size_t>(n) - 1];
+}
+
+}  // namespace
+
+void* ZelOp::getPtrParam(int n) const {
+  return n >= 1 && static_cast<size_t>(n) <= params_.size() ? params_[n - 1].ptr : nullptr;
+}
+ZelObject* ZelOp::getObjParam(int n) const {
+  return n >= 1 && static_cast<size_t>(n) <= params_.size() ? params_[n - 1].obj : nullptr;
+}
+float ZelOp::getFloatParam(int n) const {
+  return n >= 1 && static_cast<size_t>(n) <= params_.size() ? params_[n - 1].f : 0.0f;
+}
+long ZelOp::getLongParam(int n) const {
+  return n >= 1 && static_cast<size_t>(n) <= params_.size() ? params_[n - 1].l : 0;
+}
+
+void ZelOp::setPtrParam(int n, void* value) {
+  if (Param* p = param_slot(params_, n)) p->ptr = value;
+}
+void ZelOp::setObjParam(int n, ZelObject* value) {
+  if (Param* p = param_slot(params_, n)) p->obj = value;
+}
+void ZelOp::setFloatParam(int n, float value) {
+  if (Param* p = param_slot(params_, n)) p->f = value;
+}
+void ZelOp::setLongParam(int n, long value) {
+  if (Param* p = param_slot(params_, n)) p->l = value;
+}
+
+// ---- The operation tree ----
+
+namespace {
+ZelGlobalState global_state;
+}  // namespace
+
+ZelGlobalState* zel_global_state = &global_state;
+
+bool ZelGlobalState::takeRoiListFailure() {
+  if (failing_roi_lists_ <= 0) return false;
+  --failing_roi_lists_;
+  return true;
+}
+
+ZelOpTreeNode::~ZelOpTreeNode() {
+  for (auto& child : children_) delete child.second;
+}
+
+ZelOpTreeNode* ZelOpTreeNode::find(const char* name) const {
+  if (!name) return nullptr;
+  for (const auto& child : children_) {
+    if (child.first == name) return child.second;
+  }
+  return nullptr;
+}
+
+ZelOpTreeNode* ZelOpTreeNode::branch(const char* name) {
+  if (!name) return nullptr;
+  if (ZelOpTreeNode* existing = find(name)) return existing;
+  ZelOpTreeNode* node = new ZelOpTreeNode(owner_, this, name);
+  children_.emplace_back(name, node);
+  return node;
+}
+
+std::string ZelOpTreeNode::path() const {
+  if (!parent_) return "";
+  std::string above = parent_->path();
+  return above.empty() ? name_ : above + "/" + name_;
+}
+
+int ZelOpTreeNode::addFunction(ZelDeviceComputeType* device, ZelComputeFunction routine) {
+  if (owner_->refuse_countdown_ > 0 && --owner_->refuse_countdown_ == 0) return 2;
+  if (!device || !routine || !parent_) return 2;  // the root holds no function
+  if (functions_.empty()) owner_->registered_.push_back(path());
+  functions_.push_back({device, routine});
+  return 0;
+}
+
+void ZelOpTreeNode::removeFunctions(ZelDeviceComputeType* device) {
+  const bool had = !functions_.empty();
+  functions_.erase(std::remove_if(functions_.begin(), functions_.end(),
+                                  [device](const Function& f) { return f.device == device; }),
+                   functions_.end());
+  if (had && functions_.empty()) {
+    auto& paths = owner_->registered_;
+    paths.erase(std::remove(paths.begin(), paths.end(), path()), paths.end());
+  }
+  for (auto& child : children_) child.second->removeFunctions(device);
+}
+
+// ---- Device types ----
+
+namespace {
+int compute_type_destructor_runs = 0;
+}  // namespace
+
+ZelDeviceType::ZelDeviceType(char* name) : name_(name ? name : "") {}
+
+void ZelDeviceType::printStatus() {
+  std::printf("%s\n", name_.c_str());
+}
+
+void ZelDeviceType::optimizeMemoryUsage() {}
+
+ZelDeviceType::~ZelDeviceType() = default;
+
+ZelDeviceComputeType::~ZelDeviceComputeType() {
+  ++compute_type_destructor_runs;
+}
+
+int ZelDeviceComputeType::destructorRuns() {
+  return compute_type_destructor_runs;
+}
