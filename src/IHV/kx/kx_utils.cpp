@@ -1,0 +1,282 @@
+// Storage services.
+#include "kx_utils.h"
+
+#include <cstring>
+
+#include "sl_ctx.h"
+#include "sl_kernels.h"
+
+namespace {
+
+// Ten records per lookup; the first record used is number 1.
+struct Ring {
+  __ZelKXStorage records[10];
+  unsigned counter = 0;
+  __ZelKXStorage* next() {
+    counter = (counter + 1) % 10;
+    return &records[counter];
+  }
+};
+Ring kx_ring, ckx_ring, bands_ring;
+
+uint32_t element_size(ZelImage* image) {
+  switch (image->getDataType()) {
+    case 1:
+      return 1;
+    case 2:
+      return 2;
+    default:
+      return 0;
+  }
+}
+
+__ZelKXStorage* folded(ZelImage* image, const char* name, Ring& ring, bool with_opaque2) {
+  auto* record = static_cast<__ZelKXStorage*>(image->getStorage(name));
+  if (record == nullptr) return nullptr;
+  unsigned x, y, band;
+  image->getChildOffsets(&x, &y, &band);
+  if (x == 0 && y == 0) return record;
+  const uint32_t e = element_size(image);
+  if (e == 0) return nullptr;
+  __ZelKXStorage* r = ring.next();
+  r->line_stride = record->line_stride;
+  r->pixel_stride = record->pixel_stride;
+  r->opaque1 = record->opaque1;
+  if (with_opaque2) r->opaque2 = record->opaque2;
+  const uint32_t offset = e * (y * record->line_stride) + e * (x * record->pixel_stride);
+  r->host_address = record->host_address + offset;
+  r->kx_address = record->kx_address + offset;
+  return r;
+}
+
+unsigned bands_of(const ZelImage* image) {
+  return image->getBands();
+}
+
+// Element copy between two layouts; `map` gives the KX byte of memory band b.
+template <typename T>
+void copy_elements(T* to, uint32_t to_line, uint32_t to_pixel, const T* from,
+                   uint32_t from_line, uint32_t from_pixel, unsigned width, unsigned height,
+                   unsigned bands, unsigned to_band0, unsigned from_band0) {
+  for (unsigned y = 0; y < height; ++y) {
+    for (unsigned x = 0; x < width; ++x) {
+      for (unsigned b = 0; b < bands; ++b) {
+        to[y * to_line + x * to_pixel + to_band0 + b] =
+            from[y * from_line + x * from_pixel + from_band0 + b];
+      }
+    }
+  }
+}
+
+bool packed_three_band(const __ZelKXStorage* kx, const __ZelMemoryStorage* memory) {
+  return double(memory->line_stride) == 0.75 * double(kx->line_stride);
+}
+
+// Narrows 4-byte pixels to packed 3-byte pixels (bytes 1..3 of each).
+void four_to_three(const unsigned char* source, unsigned char* destination, size_t pixels) {
+  for (size_t p = 0; p < pixels; ++p, source += 4, destination += 3) {
+    std::memcpy(destination, source + 1, 3);
+  }
+}
+
+}  // namespace
+
+__ZelKXStorage* getKXStorage(ZelImage* image) {
+  return folded(image, "kx", kx_ring, false);
+}
+
+__ZelKXStorage* getCKXStorage(ZelImage* image) {
+  return folded(image, "ckx", ckx_ring, true);
+}
+
+__ZelKXStorage* getKXStorageWithBands(ZelImage* image) {
+  auto* record = static_cast<__ZelKXStorage*>(image->getStorage("kx"));
+  if (record == nullptr) return nullptr;
+  unsigned x, y, band;
+  image->getChildOffsets(&x, &y, &band);
+  // Band 0 of a 3-band 8-bit image lies in byte 1 of its pixel.
+  if (image->getDataType() == 1 && band == 0 && bands_of(image) == 3) {
+    const ZelImage* parent = image->getParent();
+    if (parent == nullptr || bands_of(parent) == 4 || bands_of(parent) == 3) band = 1;
+  }
+  if (x == 0 && y == 0 && band == 0) return record;
+  const uint32_t e = element_size(image);
+  if (e == 0) return nullptr;
+  __ZelKXStorage* r = bands_ring.next();
+  r->line_stride = record->line_stride;
+  r->pixel_stride = record->pixel_stride;
+  r->opaque1 = record->opaque1;
+  r->opaque2 = record->opaque2;
+  const uint32_t offset =
+      e * (y * record->line_stride) + e * (x * record->pixel_stride) + e * band;
+  r->host_address = record->host_address + offset;
+  r->kx_address = record->kx_address + offset;
+  return r;
+}
+
+int three_to_four(const unsigned char* source, unsigned char* destination, int bytes) {
+  // Eight pixels a step; byte 0 of each wide pixel receives 0.
+  for (; bytes >= 24; bytes -= 24, source += 24, destination += 32) {
+    unsigned char narrow[24], wide[32] = {};
+    std::memcpy(narrow, source, sizeof narrow);
+    for (int k = 0; k < 8; ++k) std::memcpy(wide + 4 * k + 1, narrow + 3 * k, 3);
+    std::memcpy(destination, wide, sizeof wide);
+  }
+  for (; bytes >= 3; bytes -= 3, source += 3, destination += 4) {
+    std::memcpy(destination + 1, source, 3);
+  }
+  return bytes;
+}
+
+void copyMemory2KX(__ZelKXStorage* kx, __ZelMemoryStorage* memory, ZelImage* image) {
+  unsigned width, height, bands;
+  image->getDimensions(&width, &height, &bands);
+  switch (image->getDataType()) {
+    case 1:
+      if (bands == 3) {
+        if (packed_three_band(kx, memory)) {
+          three_to_four(memory->host_address, kx->host_address, int(width * height * 3));
+        } else {
+          copy_elements(kx->host_address, kx->line_stride, kx->pixel_stride,
+                        memory->host_address, memory->line_stride, memory->pixel_stride, width,
+                        height, 3, 1, 0);
+        }
+      } else if (kx->line_stride == memory->line_stride) {
+        zel_memcpy(kx->host_address, memory->host_address, size_t(width) * height * bands);
+      } else {
+        copy_elements(kx->host_address, kx->line_stride, kx->pixel_stride, memory->host_address,
+                      memory->line_stride, memory->pixel_stride, width, height, bands, 0, 0);
+      }
+      break;
+    case 2:
+      if (kx->line_stride == memory->line_stride) {
+        zel_memcpy(kx->host_address, memory->host_address, size_t(width) * height * bands * 2);
+      } else {
+        copy_elements(reinterpret_cast<int16_t*>(kx->host_address), kx->line_stride,
+                      kx->pixel_stride, reinterpret_cast<const int16_t*>(memory->host_address),
+                      memory->line_stride, memory->pixel_stride, width, height, bands, 0, 0);
+      }
+      break;
+    default:
+      break;
+  }
+}
+
+void copyKX2Memory(__ZelKXStorage* kx, __ZelMemoryStorage* memory, ZelImage* image) {
+  unsigned width, height, bands;
+  image->getDimensions(&width, &height, &bands);
+  switch (image->getDataType()) {
+    case 1:
+      if (bands == 3) {
+        if (packed_three_band(kx, memory)) {
+          four_to_three(kx->host_address, memory->host_address, size_t(width) * height);
+        } else {
+          copy_elements(memory->host_address, memory->line_stride, memory->pixel_stride,
+                        kx->host_address, kx->line_stride, kx->pixel_stride, width, height, 3,
+                        0, 1);
+        }
+      } else if (kx->line_stride == memory->line_stride) {
+        zel_memcpy(memory->host_address, kx->host_address, size_t(width) * height * bands);
+      } else {
+        copy_elements(memory->host_address, memory->line_stride, memory->pixel_stride,
+                      kx->host_address, kx->line_stride, kx->pixel_stride, width, height, bands,
+                      0, 0);
+      }
+      break;
+    case 2:
+      if (kx->line_stride == memory->line_stride) {
+        zel_memcpy(memory->host_address, kx->host_address, size_t(width) * height * bands * 2);
+      } else {
+        copy_elements(reinterpret_cast<int16_t*>(memory->host_address), memory->line_stride,
+                      memory->pixel_stride, reinterpret_cast<const int16_t*>(kx->host_address),
+                      kx->line_stride, kx->pixel_stride, width, height, bands, 0, 0);
+      }
+      break;
+    default:
+      break;
+  }
+}
+
+void copyKX2Ckx(__ZelKXStorage* kx, __ZelKXStorage* ckx, ZelImage* image) {
+  unsigned width, height, bands;
+  image->getDimensions(&width, &height, &bands);
+  if (bands == 3) bands = 4;
+  const int32_t stride = int32_t(width * bands);
+  sl_ctx_planemask_set(0xffffffff);
+  // Both images are taken as packed; the records' own strides are not used.
+  if (image->getDataType() == 1) {
+    if (bands == 1) {
+      sl_rect_copy_8(ckx->kx_address, stride, int32_t(width), int32_t(height), kx->kx_address,
+                     stride);
+    } else if (bands == 4) {
+      sl_rect_copy_32(ckx->kx_address, stride, int32_t(width), int32_t(height), kx->kx_address,
+                      stride);
+    }
+  } else if (image->getDataType() == 2) {
+    // A 16-bit row is width x bands elements.
+    sl_rect_copy_16(ckx->kx_address, 2 * stride, stride, int32_t(height), kx->kx_address,
+                    2 * stride);
+  }
+}
+
+int zelkx_check_child_8(ZelImage* a, ZelImage* b, ZelImage* c, ZelImage* d) {
+  if (a == nullptr) return 2;
+  for (ZelImage* image : {a, b, c, d}) {
+    if (image == nullptr) continue;
+    const unsigned bands = bands_of(image);
+    const ZelImage* parent = image->getParent();
+    unsigned x, y, band;
+    image->getChildOffsets(&x, &y, &band);
+    bool passes = false;
+    if (bands == 1 || bands == 4) {
+      passes = parent == nullptr || bands_of(parent) == bands;
+    } else if (bands == 3) {
+      if (parent == nullptr) {
+        passes = band == 0;
+      } else {
+        const unsigned pb = bands_of(parent);
+        passes = (pb == 3 || pb == 4) && (band == 0 || band == 1 || pb == 4);
+      }
+    }
+    if (!passes) return 2;
+  }
+  return 0;
+}
+
+int zelkx_check_child_16(ZelImage* a, ZelImage* b, ZelImage* c, ZelImage* d) {
+  if (a == nullptr) return 2;
+  for (ZelImage* image : {a, b, c, d}) {
+    if (image == nullptr) continue;
+    const ZelImage* parent = image->getParent();
+    if (parent != nullptr && bands_of(parent) != bands_of(image)) return 2;
+  }
+  return 0;
+}
+
+int zelspm_check_child(ZelImage* a, ZelImage* b, ZelImage* c) {
+  return zelkx_check_child_8(a, b, c, nullptr);
+}
+int zelspm_check_child2(ZelImage* a, ZelImage* b) {
+  return zelkx_check_child_8(a, b, nullptr, nullptr);
+}
+int zelspm_check_child0(ZelImage* a) {
+  return zelkx_check_child_8(a, nullptr, nullptr, nullptr);
+}
+
+int zelkx_has_child_offsets(ZelImage* a, ZelImage* b, ZelImage* c, ZelImage* d) {
+  for (ZelImage* image : {a, b, c, d}) {
+    if (image == nullptr) continue;
+    unsigned x, y, band;
+    image->getChildOffsets(&x, &y, &band);
+    return band != 0 ? 1 : 0;
+  }
+  return 0;
+}
+
+unsigned zelkx_band_lane(ZelImage* image) {
+  const ZelImage* parent = image->getParent();
+  if (parent == nullptr || bands_of(parent) != 4) return 1;
+  unsigned x, y, band;
+  image->getChildOffsets(&x, &y, &band);
+  return band;
+}
