@@ -1,0 +1,141 @@
+// Throughput of operations through the plug-in on the processor model, beside the host's
+// software implementation and a plain memcpy of the destination's bytes, in one run.
+//
+// Each benchmark reports megapixels per second and, for device runs, instruction words
+// issued per pixel; a table of ratios against the host and against memcpy follows.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kx_model.h"
+#include "zel.h"
+
+namespace {
+
+constexpr unsigned kSide = 2048;
+
+struct Case {
+  const char* name;
+  int data_type;
+  unsigned bands;
+};
+const Case kCases[] = {{"add8", ZEL_UINT8, 1}, {"add16", ZEL_INT16, 1}, {"add8", ZEL_UINT8, 4}};
+
+std::string label(const Case& c) {
+  char text[32];
+  std::snprintf(text, sizeof text, c.bands > 1 ? "%sx%u" : "%s", c.name, c.bands);
+  return text;
+}
+
+size_t pixel_bytes(const Case& c) {
+  return c.data_type == ZEL_INT16 ? 2u * c.bands : (c.bands == 1 ? 1u : 4u);
+}
+
+void fill(ZelImage* image, unsigned seed) {
+  auto* kx = static_cast<__ZelKXStorage*>(image->getStorage("kx"));
+  const size_t bytes = size_t(kx->line_stride) * image->getHeight() *
+                       (image->getDataType() == ZEL_INT16 ? 2 : 1);
+  for (size_t i = 0; i < bytes; ++i) kx->host_address[i] = uint8_t(i * 31 + seed);
+}
+
+void run(benchmark::State& state, const Case& c, ZelPath path) {
+  ZelSystemState* s = zel_default_state();
+  ZelImage* a = s->createImage(kSide, kSide, c.bands, c.data_type);
+  ZelImage* b = s->createImage(kSide, kSide, c.bands, c.data_type);
+  ZelImage* d = s->createImage(kSide, kSide, c.bands, c.data_type);
+  fill(a, 1);
+  fill(b, 2);
+  ZelOp* op = s->createOp(c.name);
+  op->setSrc(1, a);
+  op->setSrc(2, b);
+  op->setDst(d);
+  const kxm::Counters before = kxm::counters();
+  for (auto _ : state) {
+    const ZelRunResult r = zel_run(op, path);
+    if (r.status != 0) state.SkipWithError("the operation failed");
+    kxm::drain();
+  }
+  const double pixels = double(kSide) * kSide;
+  state.counters["Mpixel/s"] = benchmark::Counter(pixels * double(state.iterations()) / 1e6,
+                                                  benchmark::Counter::kIsRate);
+  if (path == ZelPath::device_only) {
+    const double words = double(kxm::counters().memory_words + kxm::counters().queue_words -
+                                before.memory_words - before.queue_words);
+    state.counters["words/pixel"] = words / (pixels * double(state.iterations()));
+  }
+  op->destroy();
+  d->destroy();
+  b->destroy();
+  a->destroy();
+}
+
+void copy_bytes(benchmark::State& state, const Case& c) {
+  const size_t bytes = size_t(kSide) * kSide * pixel_bytes(c);
+  std::vector<uint8_t> from(bytes, 7), to(bytes);
+  for (auto _ : state) {
+    std::memcpy(to.data(), from.data(), bytes);
+    benchmark::DoNotOptimize(to.data());
+    benchmark::ClobberMemory();
+  }
+  state.counters["Mpixel/s"] = benchmark::Counter(
+      double(kSide) * kSide * double(state.iterations()) / 1e6, benchmark::Counter::kIsRate);
+}
+
+// Collects each run's time per iteration and prints the ratios after the console table.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) seconds_[run.benchmark_name()] = run.GetAdjustedRealTime();
+    ConsoleReporter::ReportRuns(runs);
+  }
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    std::printf("\nratios (time per image; below 1 the device is faster):\n");
+    for (const Case& c : kCases) {
+      const std::string l = label(c);
+      const double device = seconds_["device/" + l], host = seconds_["host/" + l],
+                   copy = seconds_["memcpy/" + l];
+      if (device > 0 && host > 0 && copy > 0) {
+        std::printf("  %-8s device/host %.2f   device/memcpy %.1f   host/memcpy %.1f\n",
+                    l.c_str(), device / host, device / copy, host / copy);
+      }
+    }
+  }
+
+ private:
+  std::map<std::string, double> seconds_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  zel_set_quiet(true);
+  kxm::configure({});
+  std::string why;
+  if (zel_load_device(KX_PLUGIN_PATH, &why) == nullptr) {
+    std::fprintf(stderr, "kx_bench: cannot load the plug-in: %s\n", why.c_str());
+    return 1;
+  }
+  for (const Case& c : kCases) {
+    const std::string l = label(c);
+    benchmark::RegisterBenchmark(("device/" + l).c_str(), [c](benchmark::State& s) {
+      run(s, c, ZelPath::device_only);
+    })->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("host/" + l).c_str(), [c](benchmark::State& s) {
+      run(s, c, ZelPath::host_only);
+    })->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("memcpy/" + l).c_str(), [c](benchmark::State& s) {
+      copy_bytes(s, c);
+    })->Unit(benchmark::kMillisecond);
+  }
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  zel_unload_device();
+  return 0;
+}
