@@ -88,6 +88,7 @@ void copy_bytes(benchmark::State& state, const Case& c) {
 // Collects each run's time per iteration and prints the ratios after the console table.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
+  RatioReporter() : ConsoleReporter(OO_Tabular) {}
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) seconds_[run.benchmark_name()] = run.GetAdjustedRealTime();
     ConsoleReporter::ReportRuns(runs);

@@ -186,6 +186,9 @@ class ZelImage final : public ZelObject, public ZelImageType {
   unsigned char* elementAddress(unsigned x, unsigned y, unsigned band) const;
   void updateSpaceRoi();
   bool makePixels(unsigned row_padding);
+  static __ZelKXStorage storage_record(const Buffer* buffer, uint32_t line_stride,
+                                       uint16_t pixel_stride, uint32_t opaque1,
+                                       uint32_t opaque2);
   bool aliasPixels();
   bool addCkx();
 

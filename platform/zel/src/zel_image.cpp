@@ -144,18 +144,26 @@ bool ZelImage::makePixels(unsigned row_padding) {
   return true;
 }
 
+// The record of an aliased buffer: its first pixel, strides and alias.
+__ZelKXStorage ZelImage::storage_record(const Buffer* buffer, uint32_t line_stride,
+                                        uint16_t pixel_stride, uint32_t opaque1,
+                                        uint32_t opaque2) {
+  __ZelKXStorage record{};
+  record.host_address = buffer->host;
+  record.line_stride = line_stride;
+  record.pixel_stride = pixel_stride;
+  record.kx_address = alias_address(buffer->alias);
+  record.opaque1 = opaque1;
+  record.opaque2 = opaque2;
+  return record;
+}
+
 bool ZelImage::aliasPixels() {
   if (!kx_buffer_) return false;
   if (kx_buffer_->alias) return true;
   kx_buffer_->alias = make_alias(kx_buffer_->host, kx_buffer_->bytes);
   if (!kx_buffer_->alias) return false;
-  kx_ = {};
-  kx_.host_address = kx_buffer_->host;
-  kx_.line_stride = line_stride_;
-  kx_.pixel_stride = pixel_stride_;
-  kx_.kx_address = alias_address(kx_buffer_->alias);
-  kx_.opaque1 = kOpaqueKx;
-  kx_.opaque2 = serial_;
+  kx_ = storage_record(kx_buffer_, line_stride_, pixel_stride_, kOpaqueKx, serial_);
   return true;
 }
 
@@ -193,13 +201,7 @@ bool ZelImage::addCkx() {
     return false;
   }
   ckx_buffer_ = buffer;
-  ckx_ = {};
-  ckx_.host_address = buffer->host;
-  ckx_.line_stride = line_stride;
-  ckx_.pixel_stride = pixel_stride_;
-  ckx_.kx_address = alias_address(buffer->alias);
-  ckx_.opaque1 = kOpaqueCkx;
-  ckx_.opaque2 = serial_;
+  ckx_ = storage_record(buffer, line_stride, pixel_stride_, kOpaqueCkx, serial_);
   return true;
 }
 

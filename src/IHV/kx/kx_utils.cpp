@@ -53,29 +53,63 @@ unsigned bands_of(const ZelImage* image) {
   return image->getBands();
 }
 
-// Element copy between two layouts; `map` gives the KX byte of memory band b.
+// Element by element between the two records, in either direction; KX band b is element
+// `kx_band0` + b of its pixel.
 template <typename T>
-void copy_elements(T* to, uint32_t to_line, uint32_t to_pixel, const T* from,
-                   uint32_t from_line, uint32_t from_pixel, unsigned width, unsigned height,
-                   unsigned bands, unsigned to_band0, unsigned from_band0) {
+void copy_elements(bool to_kx, const __ZelKXStorage* kx, const __ZelMemoryStorage* memory,
+                   unsigned width, unsigned height, unsigned bands, unsigned kx_band0) {
+  T* k = reinterpret_cast<T*>(kx->host_address);
+  T* m = reinterpret_cast<T*>(memory->host_address);
   for (unsigned y = 0; y < height; ++y) {
     for (unsigned x = 0; x < width; ++x) {
       for (unsigned b = 0; b < bands; ++b) {
-        to[y * to_line + x * to_pixel + to_band0 + b] =
-            from[y * from_line + x * from_pixel + from_band0 + b];
+        T& in_kx = k[y * kx->line_stride + x * kx->pixel_stride + kx_band0 + b];
+        T& in_memory = m[y * memory->line_stride + x * memory->pixel_stride + b];
+        if (to_kx) {
+          in_kx = in_memory;
+        } else {
+          in_memory = in_kx;
+        }
       }
     }
   }
-}
-
-bool packed_three_band(const __ZelKXStorage* kx, const __ZelMemoryStorage* memory) {
-  return double(memory->line_stride) == 0.75 * double(kx->line_stride);
 }
 
 // Narrows 4-byte pixels to packed 3-byte pixels (bytes 1..3 of each).
 void four_to_three(const unsigned char* source, unsigned char* destination, size_t pixels) {
   for (size_t p = 0; p < pixels; ++p, source += 4, destination += 3) {
     std::memcpy(destination, source + 1, 3);
+  }
+}
+
+// The copies between ordinary and KX storage: one block copy when the line strides agree,
+// the packed 3-band widening or narrowing, else element by element.
+void copy_storage(bool to_kx, __ZelKXStorage* kx, __ZelMemoryStorage* memory, ZelImage* image) {
+  unsigned width, height, bands;
+  image->getDimensions(&width, &height, &bands);
+  const int type = image->getDataType();
+  if (type != 1 && type != 2) return;
+  if (type == 1 && bands == 3) {
+    if (double(memory->line_stride) == 0.75 * double(kx->line_stride)) {
+      if (to_kx) {
+        three_to_four(memory->host_address, kx->host_address, int(width * height * 3));
+      } else {
+        four_to_three(kx->host_address, memory->host_address, size_t(width) * height);
+      }
+    } else {
+      copy_elements<uint8_t>(to_kx, kx, memory, width, height, 3, 1);
+    }
+  } else if (kx->line_stride == memory->line_stride) {
+    const size_t bytes = size_t(width) * height * bands * (type == 2 ? 2 : 1);
+    if (to_kx) {
+      zel_memcpy(kx->host_address, memory->host_address, bytes);
+    } else {
+      zel_memcpy(memory->host_address, kx->host_address, bytes);
+    }
+  } else if (type == 1) {
+    copy_elements<uint8_t>(to_kx, kx, memory, width, height, bands, 0);
+  } else {
+    copy_elements<int16_t>(to_kx, kx, memory, width, height, bands, 0);
   }
 }
 
@@ -129,72 +163,11 @@ int three_to_four(const unsigned char* source, unsigned char* destination, int b
 }
 
 void copyMemory2KX(__ZelKXStorage* kx, __ZelMemoryStorage* memory, ZelImage* image) {
-  unsigned width, height, bands;
-  image->getDimensions(&width, &height, &bands);
-  switch (image->getDataType()) {
-    case 1:
-      if (bands == 3) {
-        if (packed_three_band(kx, memory)) {
-          three_to_four(memory->host_address, kx->host_address, int(width * height * 3));
-        } else {
-          copy_elements(kx->host_address, kx->line_stride, kx->pixel_stride,
-                        memory->host_address, memory->line_stride, memory->pixel_stride, width,
-                        height, 3, 1, 0);
-        }
-      } else if (kx->line_stride == memory->line_stride) {
-        zel_memcpy(kx->host_address, memory->host_address, size_t(width) * height * bands);
-      } else {
-        copy_elements(kx->host_address, kx->line_stride, kx->pixel_stride, memory->host_address,
-                      memory->line_stride, memory->pixel_stride, width, height, bands, 0, 0);
-      }
-      break;
-    case 2:
-      if (kx->line_stride == memory->line_stride) {
-        zel_memcpy(kx->host_address, memory->host_address, size_t(width) * height * bands * 2);
-      } else {
-        copy_elements(reinterpret_cast<int16_t*>(kx->host_address), kx->line_stride,
-                      kx->pixel_stride, reinterpret_cast<const int16_t*>(memory->host_address),
-                      memory->line_stride, memory->pixel_stride, width, height, bands, 0, 0);
-      }
-      break;
-    default:
-      break;
-  }
+  copy_storage(true, kx, memory, image);
 }
 
 void copyKX2Memory(__ZelKXStorage* kx, __ZelMemoryStorage* memory, ZelImage* image) {
-  unsigned width, height, bands;
-  image->getDimensions(&width, &height, &bands);
-  switch (image->getDataType()) {
-    case 1:
-      if (bands == 3) {
-        if (packed_three_band(kx, memory)) {
-          four_to_three(kx->host_address, memory->host_address, size_t(width) * height);
-        } else {
-          copy_elements(memory->host_address, memory->line_stride, memory->pixel_stride,
-                        kx->host_address, kx->line_stride, kx->pixel_stride, width, height, 3,
-                        0, 1);
-        }
-      } else if (kx->line_stride == memory->line_stride) {
-        zel_memcpy(memory->host_address, kx->host_address, size_t(width) * height * bands);
-      } else {
-        copy_elements(memory->host_address, memory->line_stride, memory->pixel_stride,
-                      kx->host_address, kx->line_stride, kx->pixel_stride, width, height, bands,
-                      0, 0);
-      }
-      break;
-    case 2:
-      if (kx->line_stride == memory->line_stride) {
-        zel_memcpy(memory->host_address, kx->host_address, size_t(width) * height * bands * 2);
-      } else {
-        copy_elements(reinterpret_cast<int16_t*>(memory->host_address), memory->line_stride,
-                      memory->pixel_stride, reinterpret_cast<const int16_t*>(kx->host_address),
-                      kx->line_stride, kx->pixel_stride, width, height, bands, 0, 0);
-      }
-      break;
-    default:
-      break;
-  }
+  copy_storage(false, kx, memory, image);
 }
 
 void copyKX2Ckx(__ZelKXStorage* kx, __ZelKXStorage* ckx, ZelImage* image) {
