@@ -49,6 +49,7 @@ check "bad roi" 1 "$kxrun" add8 --roi 1,2,3 a.pgm b.pgm -o c.pgm
 check "bad device" 1 "$kxrun" add8 --device gpu a.pgm b.pgm -o c.pgm
 check "refused without fallback" 3 "$kxrun" add8 --no-fallback two.pam two.pam -o c.pam
 check "refused with fallback" 0 "$kxrun" add8 two.pam two.pam -o c.pam
+check "no command" 1 "$kxrun"
 check "unwritable output" 1 "$kxrun" add8 a.pgm b.pgm -o /nonexistent/c.pgm
 
 [ "$failures" -eq 0 ] && echo "kxrun: all checks passed"

@@ -240,10 +240,7 @@ int list() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) {
-    std::fputs(kUsage, stderr);
-    return 1;
-  }
+  if (argc < 2) return fail("no command (kxrun --help lists them)");
   const std::string command = argv[1];
   if (command == "-h" || command == "--help") {
     std::fputs(kUsage, stdout);
