@@ -44,6 +44,14 @@ TEST_F(Context, AliasWithoutAProcessorFailsWithInvalidArgument) {
   EXPECT_EQ(errno, EINVAL);
 }
 
+TEST_F(Context, ARefusedMappingIsTheAliasFailure) {
+  kxm::Config config;
+  config.alias_maps = false;
+  kxm::configure(config);
+  char byte = 0;
+  EXPECT_EQ(sl_ctx_spamify(&byte, 1), SL_ALIAS_FAILED);
+}
+
 TEST_F(Context, BoundsDropAPageAtEachEndAndSkipTheDeviceBelowOnePage) {
   const int requests = kxm::bounds().requests;
   EXPECT_EQ(sl_ctx_bounds_set(0x10000000, 4096), 0);
