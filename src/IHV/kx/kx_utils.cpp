@@ -30,23 +30,30 @@ uint32_t element_size(ZelImage* image) {
   }
 }
 
-__ZelKXStorage* folded(ZelImage* image, const char* name, Ring& ring, bool with_opaque2) {
-  auto* record = static_cast<__ZelKXStorage*>(image->getStorage(name));
-  if (record == nullptr) return nullptr;
-  unsigned x, y, band;
-  image->getChildOffsets(&x, &y, &band);
-  if (x == 0 && y == 0) return record;
+// The record of a child: its column and row (and, when `band` is given, band) folded in.
+__ZelKXStorage* folded(__ZelKXStorage* record, ZelImage* image, Ring& ring, unsigned x,
+                       unsigned y, unsigned band, bool with_opaque2) {
+  if (x == 0 && y == 0 && band == 0) return record;
   const uint32_t e = element_size(image);
   if (e == 0) return nullptr;
+  const uint32_t offset =
+      e * (y * record->line_stride) + e * (x * record->pixel_stride) + e * band;
   __ZelKXStorage* r = ring.next();
   r->line_stride = record->line_stride;
   r->pixel_stride = record->pixel_stride;
   r->opaque1 = record->opaque1;
   if (with_opaque2) r->opaque2 = record->opaque2;
-  const uint32_t offset = e * (y * record->line_stride) + e * (x * record->pixel_stride);
   r->host_address = record->host_address + offset;
   r->kx_address = record->kx_address + offset;
   return r;
+}
+
+__ZelKXStorage* folded(ZelImage* image, const char* name, Ring& ring, bool with_opaque2) {
+  auto* record = static_cast<__ZelKXStorage*>(image->getStorage(name));
+  if (record == nullptr) return nullptr;
+  unsigned x, y, band;
+  image->getChildOffsets(&x, &y, &band);
+  return folded(record, image, ring, x, y, 0, with_opaque2);
 }
 
 unsigned bands_of(const ZelImage* image) {
@@ -133,19 +140,7 @@ __ZelKXStorage* getKXStorageWithBands(ZelImage* image) {
     const ZelImage* parent = image->getParent();
     if (parent == nullptr || bands_of(parent) == 4 || bands_of(parent) == 3) band = 1;
   }
-  if (x == 0 && y == 0 && band == 0) return record;
-  const uint32_t e = element_size(image);
-  if (e == 0) return nullptr;
-  __ZelKXStorage* r = bands_ring.next();
-  r->line_stride = record->line_stride;
-  r->pixel_stride = record->pixel_stride;
-  r->opaque1 = record->opaque1;
-  r->opaque2 = record->opaque2;
-  const uint32_t offset =
-      e * (y * record->line_stride) + e * (x * record->pixel_stride) + e * band;
-  r->host_address = record->host_address + offset;
-  r->kx_address = record->kx_address + offset;
-  return r;
+  return folded(record, image, bands_ring, x, y, band, true);
 }
 
 int three_to_four(const unsigned char* source, unsigned char* destination, int bytes) {
