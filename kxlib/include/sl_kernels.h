@@ -41,9 +41,84 @@ void sl_rect_bools_8(SL_RECT_1SRC_ARGS, const int32_t* value);
 void sl_rect_bools_16(SL_RECT_1SRC_ARGS, const int32_t* value);
 void sl_rect_bools_32(SL_RECT_1SRC_ARGS, const int32_t* value);
 
-// Plain copies.
+// Copies: plain, through the raster-op register (source combined with the destination),
+// right to left (bottom row first, for overlaps where the destination lies after the
+// source), and the four-word fast copy of 4-byte pixels.
 void sl_rect_copy_8(SL_RECT_1SRC_ARGS);
 void sl_rect_copy_16(SL_RECT_1SRC_ARGS);
 void sl_rect_copy_32(SL_RECT_1SRC_ARGS);
+void sl_rect_copy_8_rop(SL_RECT_1SRC_ARGS);
+void sl_rect_copy_16_rop(SL_RECT_1SRC_ARGS);
+void sl_rect_copy_32_rop(SL_RECT_1SRC_ARGS);
+void sl_rect_copyrl_8(SL_RECT_1SRC_ARGS);
+void sl_rect_copyrl_16(SL_RECT_1SRC_ARGS);
+void sl_rect_copyrl_32(SL_RECT_1SRC_ARGS);
+void sl_rect_copyrl_8_rop(SL_RECT_1SRC_ARGS);
+void sl_rect_copyrl_16_rop(SL_RECT_1SRC_ARGS);
+void sl_rect_copyrl_32_rop(SL_RECT_1SRC_ARGS);
+void sl_rect_fcopy_32(SL_RECT_1SRC_ARGS);
+
+// Channel copies. `32c` is one byte channel of 4-byte pixels (the address's low two bits
+// pick it), `48c` one 16-bit channel of three-channel 16-bit pixels.
+void sl_rect_copy_32c(SL_RECT_1SRC_ARGS);
+void sl_rect_copy_8_32c(SL_RECT_1SRC_ARGS);
+void sl_rect_copy_32c_8(SL_RECT_1SRC_ARGS);
+void sl_rect_copy_48c_16(SL_RECT_1SRC_ARGS);
+void sl_rect_copy_16_48c(SL_RECT_1SRC_ARGS);
+// Bytes 1, 2, 3 of 4-byte pixels to three-channel 16-bit pixels.
+void sl_rect_convert_8_16_3(SL_RECT_1SRC_ARGS);
+
+// Fills with the foreground register (sl_ctx_foreground_set), plainly or through the
+// raster-op register (the foreground combined with the destination).
+#define SL_RECT_FILL_ARGS uint32_t dst, int32_t dst_stride, int32_t width, int32_t height
+void sl_rect_fill_8(SL_RECT_FILL_ARGS);
+void sl_rect_fill_16(SL_RECT_FILL_ARGS);
+void sl_rect_fill_32(SL_RECT_FILL_ARGS);
+void sl_rect_fill_32c(SL_RECT_FILL_ARGS);
+void sl_rect_fill_8_rop(SL_RECT_FILL_ARGS);
+void sl_rect_fill_16_rop(SL_RECT_FILL_ARGS);
+void sl_rect_fill_32_rop(SL_RECT_FILL_ARGS);
+void sl_rect_fill_32c_rop(SL_RECT_FILL_ARGS);
+// Bitmaps: `dst` is the 32-bit word holding the row's first bit, `x` the rectangle's left
+// edge in bits from that word's most significant bit; width in bits.
+void sl_rect_fill_1(uint32_t dst, int32_t x, int32_t dst_stride, int32_t width,
+                    int32_t height);
+void sl_rect_fill_1_rop(uint32_t dst, int32_t x, int32_t dst_stride, int32_t width,
+                        int32_t height);
+void sl_span_fill_8(uint32_t dst, int32_t count);
+void sl_span_fill_16(uint32_t dst, int32_t count);
+void sl_span_fill_32(uint32_t dst, int32_t count);
+void sl_span_fill_32c(uint32_t dst, int32_t count);
+void sl_span_fill_8_rop(uint32_t dst, int32_t count);
+void sl_span_fill_16_rop(uint32_t dst, int32_t count);
+void sl_span_fill_32_rop(uint32_t dst, int32_t count);
+void sl_span_fill_32c_rop(uint32_t dst, int32_t count);
+
+// Transforms with 8 fraction bits. Single channel: dst = (src * scale + offset) >> 8,
+// saturated. trf24_32: bytes 1..3 of 4-byte pixels, 12 coefficients (a 3 x 3 matrix row by
+// row, then 3 offsets, all x 256); byte 0 is written back as read. trf32_32: all four bytes,
+// 20 coefficients (4 x 4 matrix, then 4 offsets, all x 256). trf16_16_3: three-channel
+// 16-bit pixels, 12 coefficients (matrix x 256, then 3 offsets in whole units).
+void sl_rect_trf8_8(SL_RECT_1SRC_ARGS, int32_t scale, int32_t offset);
+void sl_rect_trf16_16(SL_RECT_1SRC_ARGS, int32_t scale, int32_t offset);
+void sl_rect_trf24_32(SL_RECT_1SRC_ARGS, const int32_t* coefficients);
+void sl_rect_trf32_32(SL_RECT_1SRC_ARGS, const int32_t* coefficients);
+void sl_rect_trf16_16_3(SL_RECT_1SRC_ARGS, const int32_t* coefficients);
+
+// Extrema: fold the rectangle's smallest and largest pixel into the running values (one
+// float each; four, one per byte channel, for _32). The only kernels that wait.
+void sl_rect_extrema_8(uint32_t src, int32_t src_stride, int32_t width, int32_t height,
+                       float* min, float* max);
+void sl_rect_extrema_16(uint32_t src, int32_t src_stride, int32_t width, int32_t height,
+                        float* min, float* max);
+void sl_rect_extrema_32(uint32_t src, int32_t src_stride, int32_t width, int32_t height,
+                        float* min, float* max);
+
+// Threshold maps: a pixel p with lo <= p <= hi takes the map value, every other pixel is
+// copied; lo and hi are the thresholds plus 0.999, truncated.
+void sl_rect_mapthresh_8(SL_RECT_1SRC_ARGS, const float* low, const float* high,
+                         const float* map);
+void sl_rect_mapthresh_16(SL_RECT_1SRC_ARGS, const float* low, const float* high,
+                          const float* map);
 
 #endif
