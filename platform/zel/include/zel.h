@@ -457,12 +457,25 @@ struct ZelRunResult {
 // destination's version is bumped.
 ZelRunResult zel_run(ZelOp* op, ZelPath path = ZelPath::device_then_host);
 
+// What an operation's parameters are, so that tools and tests can supply them.
+enum class ZelParams {
+  none,
+  constants,      // pointer 1: one float per band
+  bit_constants,  // pointer 1: one unsigned 32-bit integer per band
+  fill,           // pointer 1: one float per band, the colour (no source image)
+  rescale,        // pointer 1: one scale per band; pointer 2: one offset per band (floats)
+  matrix,         // object 1: a ZelKernel of 3 rows of 4 floats (3 coefficients, an offset)
+  threshold,      // pointers 1, 2, 3: the low and high thresholds and the map value (floats)
+  extrema,        // pointers 1, 2: receive the per-band maxima and minima (no destination)
+};
+
 // The host's own operations, which a device may accelerate.
 struct ZelOperationInfo {
   const char* name;
   int sources;                 // images read (src1, src2, src3)
   int data_type;               // of the sources and destination: ZEL_UINT8 or ZEL_INT16
   int (*software)(ZelOp* op);  // 0, or 2 when the operands are not valid for it
+  ZelParams params = ZelParams::none;
 };
 // nullptr for a name the host does not implement.
 const ZelOperationInfo* zel_operation_info(const char* name);
