@@ -476,6 +476,8 @@ struct ZelOperationInfo {
   int data_type;               // of the sources and destination: ZEL_UINT8 or ZEL_INT16
   int (*software)(ZelOp* op);  // 0, or 2 when the operands are not valid for it
   ZelParams params = ZelParams::none;
+  int dst_data_type = 0;  // of the destination when it differs from the sources', else 0
+  unsigned bands = 0;     // the one band count the operation is defined for, 0 for any
 };
 // nullptr for a name the host does not implement.
 const ZelOperationInfo* zel_operation_info(const char* name);
