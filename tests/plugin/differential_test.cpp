@@ -1,17 +1,21 @@
 // Every registered operation through the loaded plug-in on the processor model, against the
-// host's software implementation: random sizes, bands, origins, regions, children and
-// in-place use. The device's destination must equal the host's (within the operation's
-// tolerance) everywhere in its root image, or, when the device refuses, be untouched.
+// host's software implementation: random sizes, bands, origins, regions, children, in-place
+// use and parameters. The device's destination must equal the host's (within the
+// operation's tolerance) everywhere in its root image, or, when the device refuses for a
+// documented reason, be untouched.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
-#include <memory>
+#include <cstring>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "kx_model.h"
 #include "zel.h"
+#include "zel_params.h"
 
 namespace {
 
@@ -43,6 +47,7 @@ const auto* const kDevice = ::testing::AddGlobalTestEnvironment(new Device);
 
 // How one image of a case is made: a root, or a child of a root.
 struct Shape {
+  int type;
   unsigned width, height, bands;
   unsigned root_bands, child_x, child_y, child_band;
   bool child;
@@ -77,11 +82,11 @@ void fill(ZelImage* root, uint32_t seed) {
   }
 }
 
-void make(const Shape& s, int type, uint32_t seed, Made* out) {
+void make(const Shape& s, uint32_t seed, Made* out) {
   ZelSystemState* state = zel_default_state();
   const unsigned root_w = s.width + (s.child ? s.child_x + 3 : 0);
   const unsigned root_h = s.height + (s.child ? s.child_y + 2 : 0);
-  out->root = state->createImage(root_w, root_h, s.root_bands, type, s.padding);
+  out->root = state->createImage(root_w, root_h, s.root_bands, s.type, s.padding);
   ASSERT_NE(out->root, nullptr);
   fill(out->root, seed);
   out->image = s.child ? out->root->createChild(s.child_x, s.child_y, s.width, s.height,
@@ -113,12 +118,13 @@ class Generator {
   explicit Generator(uint32_t seed) : random_(seed) {}
 
   unsigned bands(int type) {
-    static const unsigned eight[] = {1, 3, 4}, sixteen[] = {1, 2, 3, 4};
-    return type == ZEL_UINT8 ? eight[pick(3)] : sixteen[pick(4)];
+    static const unsigned eight[] = {1, 3, 4}, sixteen[] = {1, 1, 2, 3, 4};
+    return type == ZEL_UINT8 ? eight[pick(3)] : sixteen[pick(5)];
   }
 
   Shape shape(int type, unsigned bands) {
     Shape s{};
+    s.type = type;
     s.width = pick(8) == 0 ? 1 + pick(300) : 1 + pick(40);
     s.height = pick(6) == 0 ? 1 : 1 + pick(12);
     s.bands = s.root_bands = bands;
@@ -127,7 +133,7 @@ class Generator {
     s.padding = pick(3) == 0 ? (four_byte && !chance(8) ? 4 * pick(3) : pick(9)) : 0;
     s.origin_x = int(pick(7)) - 3;
     s.origin_y = int(pick(5)) - 2;
-    switch (pick(4)) {
+    switch (pick(5)) {
       case 0:  // a rectangle of a root with the same bands
         s.child = true;
         s.child_x = pick(9);
@@ -139,6 +145,15 @@ class Generator {
           s.root_bands = pick(2) ? 4 : 3;
           s.child_band = s.root_bands == 4 ? pick(2) : 0;
           s.child_x = pick(3);
+        }
+        break;
+      case 2:  // one band of a multi-band root
+        if (bands == 1) {
+          s.child = true;
+          s.root_bands = type == ZEL_UINT8 ? 3 + pick(2) : 3;
+          s.child_band = pick(s.root_bands);
+          s.child_x = pick(3);
+          s.padding = four_byte_root(s) && !chance(8) ? 4 * pick(3) : s.padding;
         }
         break;
       default:
@@ -154,66 +169,216 @@ class Generator {
     return s;
   }
 
+  // Parameters for an operation: ordinary values mostly, limits and beyond now and then.
+  void params(const std::string& name, int type, ZelParams kind, ZelParamValues* v) {
+    const bool wide = type == ZEL_INT16;
+    for (int b = 0; b < 4; ++b) {
+      switch (kind) {
+        case ZelParams::constants:
+          v->lists[0][b] = constant(name, wide);
+          break;
+        case ZelParams::fill:
+          v->lists[0][b] = float(int(pick(330)) - 15) + float(pick(4)) / 4;
+          break;
+        case ZelParams::bit_constants: {
+          static const uint32_t edges[] = {0, 255, 256, 400, 32767, 40000, 0xFFFFFFFFu};
+          v->bits[b] = chance(4) ? edges[pick(7)] : pick(wide ? 65536 : 256);
+          break;
+        }
+        case ZelParams::rescale:
+          v->lists[0][b] = fraction(wide, -600, 900);
+          v->lists[1][b] = fraction(wide, wide ? -40000 * 256 : -300 * 256, 600 * 256);
+          break;
+        default:
+          break;
+      }
+    }
+    if (kind == ZelParams::matrix) {
+      for (int i = 0; i < 12; ++i) {
+        v->matrix[i] = i % 4 == 3 ? (chance(8) ? fraction(false, -256000, 256000)
+                                               : float(int(pick(2001)) - 1000))
+                                  : fraction(wide, -300, 300);
+      }
+    }
+    if (kind == ZelParams::threshold) {
+      const int span = wide ? 70000 : 300;
+      v->low = float(int(pick(unsigned(span))) - span / 2 + (wide ? 0 : 130));
+      v->high = v->low + float(pick(wide ? 30000 : 150)) - (chance(6) ? 40.0f : 0.0f);
+      if (chance(2)) v->low += float(pick(10)) / 10;
+      if (chance(2)) v->high += float(pick(10)) / 10;
+      v->map = float(int(pick(unsigned(span))) - span / 2 + (wide ? 0 : 130));
+    }
+  }
+
   bool chance(unsigned one_in) { return pick(one_in) == 0; }
 
  private:
   unsigned pick(unsigned n) { return unsigned(random_() % n); }
+
+  static bool four_byte_root(const Shape& s) { return s.type == ZEL_UINT8 && s.root_bands > 2; }
+
+  // Arithmetic constants, multiplier factors or divisors, by operation.
+  float constant(const std::string& name, bool wide) {
+    if (name.rfind("multiplyconst", 0) == 0) {
+      static const float edges[] = {0.0f,   1.0f,   0.5f,    1.0f / 256, 1.0f / 300,
+                                    255.9f, 256.0f, 256.01f, -2.0f,      1e-6f};
+      return chance(3) ? edges[pick(10)] : float(pick(4000)) / 1000;
+    }
+    if (name.rfind("divideconst", 0) == 0) {
+      static const float edges[] = {0.0f, 1.0f, 2.0f, 3.0f, 0.5f, 1.0f / 256, 1e-5f, -7.0f};
+      return chance(3) ? edges[pick(8)] : float(1 + pick(3000)) / 100;
+    }
+    static const float edges[] = {0.0f,     255.0f,    256.0f, -256.0f, 32767.0f,
+                                  40000.0f, -40000.0f, 3e9f,   -3e9f};
+    if (chance(4)) return edges[pick(9)];
+    const float whole = wide ? float(int(pick(70000)) - 35000) : float(int(pick(601)) - 300);
+    return whole + float(pick(10)) / 10;
+  }
+
+  // A multiple of 1/256 between lo/256 and hi/256 mostly; 16-bit operations get an
+  // arbitrary value now and then, which they refuse.
+  float fraction(bool wide, int lo, int hi) {
+    const float k = float(lo + int(pick(unsigned(hi - lo))));
+    return wide && !chance(8) ? k / 256 : k / 256 + float(pick(1000)) / 7000;
+  }
+
   std::mt19937 random_;
 };
 
-// 3-band 8-bit images keep band 0 in byte 1 of their pixel, or in byte 0 when they are
-// bands 0..2 of a four-band root; whole-pixel kernels cannot mix the two.
+// The byte of its 4-byte pixel that band 0 of a 3-band 8-bit image occupies.
 unsigned lane(const Shape& s) {
   return s.root_bands == 4 && s.bands == 3 ? s.child_band : 1;
 }
+bool channel_child(const Shape& s) {
+  return s.child && s.bands == 1 && s.root_bands > 1;
+}
 
-// The arrangements the device is documented to refuse: 3-band images in different byte
-// lanes, and 4-byte pixels on rows that are not 4-byte aligned.
-bool refusable(const std::vector<Shape>& shapes, int type) {
-  if (type != ZEL_UINT8) return false;
-  for (const Shape& s : shapes) {
-    if (s.bands == 3 && lane(s) != lane(shapes[0])) return true;
-    if (s.root_bands > 1 && s.padding % 4 != 0) return true;
+struct Case {
+  const ZelOperationInfo* info;
+  std::string name;
+  std::vector<Shape> shapes;  // the sources, then the destination when there is one
+  ZelParamValues params;
+};
+
+bool one_of(const std::string& name, std::initializer_list<const char*> names) {
+  for (const char* n : names) {
+    if (name == n) return true;
+  }
+  return false;
+}
+
+bool representable(float value) {
+  const double scaled = double(value) * 256;
+  return std::fabs(scaled) < 2147483647.0 && scaled == std::trunc(scaled);
+}
+
+// The refusals docs/operations.md documents, for this case.
+bool documented_refusal(const Case& c) {
+  const std::string& n = c.name;
+  const Shape& first = c.shapes.front();
+  const Shape& last = c.shapes.back();
+  const unsigned bands = first.bands;
+  const ZelParamValues& p = c.params;
+  for (const Shape& s : c.shapes) {
+    if (s.type == ZEL_UINT8 && s.bands == 3 && s.root_bands == 4 && lane(s) == 0 &&
+        !one_of(n,
+                {"add8", "subtract8", "multiply8", "and8", "or8", "xor8", "not8", "copy8"})) {
+      return true;  // bands in bytes 0..2: per-band tables may refuse
+    }
+    if (s.type == ZEL_UINT8 && s.bands == 3 && lane(s) != lane(first)) return true;
+    if (s.type == ZEL_UINT8 && s.root_bands > 1 && s.padding % 4 != 0) return true;
+    if (channel_child(s) && !one_of(n, {"copy8", "copy16"})) return true;
+    if (s.child && s.root_bands != s.bands && s.type == ZEL_INT16 && !channel_child(s)) {
+      return true;
+    }
+  }
+  if (n == "copy16" && (last.bands != 1 || (channel_child(first) && channel_child(last)))) {
+    return true;
+  }
+  if (n == "rescale16" && (first.child || last.child)) return true;
+  const bool one_band_only =
+      one_of(n, {"addconst16", "subtractconst16", "subtractfromconst16", "multiplyconst16",
+                 "divideconst16", "andconst16", "orconst16", "xorconst16", "rescale16",
+                 "threshold8", "threshold16", "extrema16"});
+  if (one_band_only && (bands != 1 || last.bands != 1)) return true;
+
+  const unsigned used = first.type == ZEL_INT16 ? 1 : bands;
+  for (unsigned b = 0; b < used; ++b) {
+    const float f = p.lists[0][b];
+    if (n.rfind("multiplyconst", 0) == 0 && !(float(double(f) * 256) <= 65536.0f)) return true;
+    if (n == "divideconst8" &&
+        (f == 0 || !(float(double(float(1.0 / double(f))) * 256) <= 65536.0f))) {
+      return true;
+    }
+    if (n == "divideconst16" && (f == 0 || std::fabs(65536.0 / double(f)) >= 2147483648.0)) {
+      return true;
+    }
+  }
+  if (one_of(n, {"andconst8", "orconst8", "xorconst8"}) && (bands == 4 || lane(first) == 0)) {
+    for (unsigned b = 0; b < bands; ++b) {
+      if (p.bits[b] != 0) return true;
+    }
+  }
+  if (n == "rescale16" && !(representable(p.lists[0][0]) && representable(p.lists[1][0]))) {
+    return true;
+  }
+  if (n == "bandCombine16") {
+    for (int i = 0; i < 12; ++i) {
+      const float m = p.matrix[i];
+      if (i % 4 == 3 ? m != std::trunc(m) : !representable(m)) return true;
+    }
   }
   return false;
 }
 
 void run_case(const Operation& operation, Generator& g, uint32_t seed, int* accepted) {
-  const ZelOperationInfo* info = zel_operation_info(operation.name);
-  ASSERT_NE(info, nullptr) << operation.name;
-  const unsigned bands = g.bands(operation.data_type);
-  const int images = info->sources + 1;  // sources, then the destination
-  std::vector<Shape> shapes;
-  for (int i = 0; i < images; ++i) shapes.push_back(g.shape(operation.data_type, bands));
-  const bool in_place = g.chance(5);
-  if (in_place) shapes.back() = shapes.front();
+  Case c;
+  c.name = operation.name;
+  c.info = zel_operation_info(operation.name);
+  ASSERT_NE(c.info, nullptr) << operation.name;
+  const ZelOperationInfo& info = *c.info;
+  const int src_type = info.data_type;
+  const int dst_type = info.dst_data_type ? info.dst_data_type : src_type;
+  const unsigned bands = info.bands ? info.bands : g.bands(src_type);
+  const bool has_dst = info.params != ZelParams::extrema;
+  for (int i = 0; i < info.sources; ++i) c.shapes.push_back(g.shape(src_type, bands));
+  if (has_dst) c.shapes.push_back(g.shape(dst_type, bands));
+  const bool in_place = info.sources > 0 && has_dst && src_type == dst_type && g.chance(5);
+  if (in_place) c.shapes.back() = c.shapes.front();
+  g.params(c.name, src_type, info.params, &c.params);
 
+  const size_t images = c.shapes.size();
   Made device[4], host[4];
-  for (int i = 0; i < images; ++i) {
-    make(shapes[size_t(i)], operation.data_type, seed + uint32_t(i), &device[i]);
-    make(shapes[size_t(i)], operation.data_type, seed + uint32_t(i), &host[i]);
+  for (size_t i = 0; i < images; ++i) {
+    make(c.shapes[i], seed + uint32_t(i), &device[i]);
+    make(c.shapes[i], seed + uint32_t(i), &host[i]);
   }
-  const auto build_op = [&](Made* made) {
+  ZelParamValues device_params = c.params, host_params = c.params;
+  const auto build_op = [&](Made* made, ZelParamValues* params) {
     ZelOp* op = zel_default_state()->createOp(operation.name);
-    for (int s = 0; s < info->sources; ++s) op->setSrc(s + 1, made[s].image);
-    op->setDst(in_place ? made[0].image : made[images - 1].image);
+    for (int s = 0; s < info.sources; ++s) op->setSrc(s + 1, made[s].image);
+    if (has_dst) op->setDst(in_place ? made[0].image : made[images - 1].image);
+    zel_attach_params(op, info.params, params);
     return op;
   };
+  // The image the operation writes (or, for extrema, reads).
   ZelImage* device_root = in_place ? device[0].root : device[images - 1].root;
   ZelImage* host_root = in_place ? host[0].root : host[images - 1].root;
   const std::vector<int> before = pixels(device_root);
 
-  ZelOp* device_op = build_op(device);
-  ZelOp* host_op = build_op(host);
+  ZelOp* device_op = build_op(device, &device_params);
+  ZelOp* host_op = build_op(host, &host_params);
   const ZelRunResult on_device = zel_run(device_op, ZelPath::device_only);
   const ZelRunResult on_host = zel_run(host_op, ZelPath::host_only);
+  zel_release_params(device_op, info.params);
+  zel_release_params(host_op, info.params);
   device_op->destroy();
   host_op->destroy();
-  ASSERT_EQ(on_host.status, 0);
+  ASSERT_EQ(on_host.status, 0) << operation.name;
 
   std::string what = std::string(operation.name) + " seed " + std::to_string(seed);
   if (on_device.status != 0) {
-    EXPECT_TRUE(refusable(shapes, operation.data_type)) << "refused: " << what;
+    EXPECT_TRUE(documented_refusal(c)) << "refused: " << what;
     EXPECT_EQ(pixels(device_root), before) << "a refusal changed pixels: " << what;
     return;
   }
@@ -223,6 +388,16 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
   for (size_t i = 0; i < got.size(); ++i) {
     ASSERT_LE(std::abs(got[i] - want[i]), operation.tolerance)
         << what << ": element " << i << " of the destination's root";
+  }
+  if (info.params == ZelParams::extrema) {
+    for (unsigned b = 0; b < bands; ++b) {
+      EXPECT_EQ(device_params.maxima[b], host_params.maxima[b]) << what << " band " << b;
+      EXPECT_EQ(device_params.minima[b], host_params.minima[b]) << what << " band " << b;
+    }
+  }
+  if (info.params == ZelParams::bit_constants) {  // the clamped constants, written back
+    EXPECT_EQ(0, std::memcmp(device_params.bits, host_params.bits, sizeof host_params.bits))
+        << what;
   }
 }
 
@@ -237,7 +412,7 @@ TEST_P(Differential, DeviceMatchesTheHostOnRandomArrangements) {
     run_case(operation, g, uint32_t(c * 16 + 1), &accepted);
     if (HasFatalFailure()) return;
   }
-  EXPECT_GT(accepted, kCases * 3 / 4) << "the device accepted too few cases to mean much";
+  EXPECT_GT(accepted, kCases * 2 / 5) << "the device accepted too few cases to mean much";
   EXPECT_EQ(kxm::counters().faults, 0u);
 }
 

@@ -1,0 +1,24 @@
+// Parameters for an operation a program builds: the values an operation's parameters point
+// at, kept by the caller for as long as the operation runs. Tools and tests fill one of
+// these from the kind of parameters the operation takes (ZelOperationInfo::params).
+#ifndef ZEL_PARAMS_H
+#define ZEL_PARAMS_H
+
+#include <cstdint>
+
+#include "zel.h"
+
+struct ZelParamValues {
+  float lists[2][4] = {};  // constants, the fill colour, or scales [0] and offsets [1]
+  uint32_t bits[4] = {};   // bitwise constants
+  float low = 0, high = 0, map = 0;
+  float matrix[12] = {};                 // three rows of three coefficients and an offset
+  float maxima[4] = {}, minima[4] = {};  // receive an extrema operation's results
+};
+
+// Points the operation's parameters at `values`, as `kind` says; an operation that takes a
+// host object (the band-combine matrix) gets one made here, released by zel_release_params.
+void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* values);
+void zel_release_params(ZelOp* op, ZelParams kind);
+
+#endif
