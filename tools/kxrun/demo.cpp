@@ -1,6 +1,7 @@
 // The demonstration table.
 #include "demo.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 
 #include "kx_model.h"
 #include "zel.h"
+#include "zel_params.h"
 
 namespace {
 
@@ -47,7 +49,8 @@ void fill(ZelImage* image, unsigned seed) {
 }
 
 struct Outcome {
-  bool device_ok = true;
+  int arrangements = 0;
+  int accepted = 0;  // arrangements the device ran; it refuses some by design
   int max_difference = 0;
   uint64_t words = 0;
   double pixels = 0;
@@ -56,31 +59,40 @@ struct Outcome {
 
 void run_arrangement(const ZelOperationInfo& info, const Arrangement& a, Outcome* out) {
   ZelSystemState* state = zel_default_state();
-  const unsigned bands = info.data_type == ZEL_INT16 && a.bands == 4 ? 3 : a.bands;
+  unsigned bands = info.data_type == ZEL_INT16 && a.bands == 4 ? 3 : a.bands;
+  if (info.bands != 0) bands = info.bands;
+  const int dst_type = info.dst_data_type ? info.dst_data_type : info.data_type;
+  const bool has_dst = info.params != ZelParams::extrema;
   std::vector<ZelImage*> sources;
   for (int s = 0; s < info.sources; ++s) {
     ZelImage* image = state->createImage(kWidth, kHeight, bands, info.data_type, 4 * s);
     fill(image, 17 * s + bands);
     sources.push_back(image);
   }
-  sources[0]->setOrigin(a.origin_x, a.origin_y);
-  ZelImage* dst[2];
-  for (ZelImage*& d : dst) {
-    d = state->createImage(kWidth, kHeight, bands, info.data_type, 8);
-    fill(d, 99);
-    if (a.region) {
-      ZelRoi* roi = state->createRoi();
-      roi->addRect(11, 13, kWidth / 2, kHeight / 2);
-      roi->addRect(kWidth / 2 + 20, 3, 40, kHeight - 10);
-      d->setRoi(roi);
-      roi->destroy();
-    }
+  if (!sources.empty()) sources[0]->setOrigin(a.origin_x, a.origin_y);
+  ZelImage* dst[2] = {nullptr, nullptr};
+  ZelParamValues params[2];
+  for (int side = 0; side < 2; ++side) {
+    zel_example_params(info, &params[side]);
+    if (!has_dst) continue;
+    dst[side] = state->createImage(kWidth, kHeight, bands, dst_type, 8);
+    fill(dst[side], 99);
+  }
+  // The region of interest goes on the destination, or on the image extrema reads.
+  for (ZelImage* image : has_dst ? std::vector<ZelImage*>{dst[0], dst[1]} : sources) {
+    if (!a.region) break;
+    ZelRoi* roi = state->createRoi();
+    roi->addRect(11, 13, kWidth / 2, kHeight / 2);
+    roi->addRect(kWidth / 2 + 20, 3, 40, kHeight - 10);
+    image->setRoi(roi);
+    roi->destroy();
   }
   ZelRunResult result[2];
   for (int side = 0; side < 2; ++side) {
     ZelOp* op = state->createOp(info.name);
     for (int s = 0; s < info.sources; ++s) op->setSrc(s + 1, sources[size_t(s)]);
-    op->setDst(dst[side]);
+    if (has_dst) op->setDst(dst[side]);
+    zel_attach_params(op, info.params, &params[side]);
     const kxm::Counters before = kxm::counters();
     const auto start = std::chrono::steady_clock::now();
     result[side] = zel_run(op, side == 0 ? ZelPath::device_only : ZelPath::host_only);
@@ -91,25 +103,41 @@ void run_arrangement(const ZelOperationInfo& info, const Arrangement& a, Outcome
       out->words += kxm::counters().memory_words + kxm::counters().queue_words -
                     before.memory_words - before.queue_words;
     }
+    zel_release_params(op, info.params);
     op->destroy();
   }
-  out->device_ok = out->device_ok && result[0].status == 0 && result[0].device_ran;
-  ZelRoi* region = nullptr;
-  ZelRectList* list = ZeliGetRoiList(&region, dst[0], sources[0],
-                                     info.sources > 1 ? sources[1] : nullptr, nullptr);
-  int x, y, w, h;
-  while (list != nullptr && list->getNextRect(&x, &y, &w, &h)) out->pixels += double(w) * h;
-  if (list != nullptr) list->destroy();
-  if (region != nullptr) region->destroy();
-  for (unsigned y0 = 0; y0 < kHeight; ++y0) {
-    for (unsigned x0 = 0; x0 < kWidth; ++x0) {
-      for (unsigned b = 0; b < bands; ++b) {
-        const int diff = std::abs(dst[0]->getPixel(x0, y0, b) - dst[1]->getPixel(x0, y0, b));
-        if (diff > out->max_difference) out->max_difference = diff;
+  ++out->arrangements;
+  const bool ran = result[0].status == 0 && result[0].device_ran;
+  if (ran) {
+    ++out->accepted;
+    ZelRoi* region = nullptr;
+    ZelImage* first = has_dst ? dst[0] : sources[0];
+    ZelRectList* list =
+        has_dst ? ZeliGetRoiList(&region, dst[0], info.sources > 0 ? sources[0] : nullptr,
+                                 info.sources > 1 ? sources[1] : nullptr, nullptr)
+                : first->getImageSpaceRoi()->getRectList();
+    int x, y, w, h;
+    while (list != nullptr && list->getNextRect(&x, &y, &w, &h)) out->pixels += double(w) * h;
+    if (list != nullptr) list->destroy();
+    if (region != nullptr) region->destroy();
+    const auto note = [out](int difference) {
+      out->max_difference = std::max(out->max_difference, std::abs(difference));
+    };
+    for (unsigned y0 = 0; has_dst && y0 < kHeight; ++y0) {
+      for (unsigned x0 = 0; x0 < kWidth; ++x0) {
+        for (unsigned b = 0; b < bands; ++b) {
+          note(dst[0]->getPixel(x0, y0, b) - dst[1]->getPixel(x0, y0, b));
+        }
       }
     }
+    for (unsigned b = 0; !has_dst && b < bands; ++b) {
+      note(int(params[0].maxima[b] - params[1].maxima[b]));
+      note(int(params[0].minima[b] - params[1].minima[b]));
+    }
   }
-  for (ZelImage* d : dst) d->destroy();
+  for (ZelImage* d : dst) {
+    if (d != nullptr) d->destroy();
+  }
   for (ZelImage* s : sources) s->destroy();
 }
 
@@ -128,6 +156,7 @@ int run_demo() {
       kWidth, kHeight);
   std::printf("%-20s %-8s %9s %10s %9s %11s\n", "operation", "device", "max diff", "tolerance",
               "words", "Mpixel/s");
+  int partly = 0;
   bool all_good = true;
   for (const std::string& name : zel_global_state->registeredPaths()) {
     const ZelOperationInfo* info = zel_operation_info(name.c_str());
@@ -139,12 +168,20 @@ int run_demo() {
     }
     Outcome out;
     for (const Arrangement& a : kArrangements) run_arrangement(*info, a, &out);
-    const bool good = out.device_ok && out.max_difference <= tolerance->second;
+    const bool good = out.accepted > 0 && out.max_difference <= tolerance->second;
     all_good = all_good && good;
+    partly += out.accepted < out.arrangements ? 1 : 0;
+    const std::string ran =
+        std::to_string(out.accepted) + "/" + std::to_string(out.arrangements);
     std::printf(
-        "%-20s %-8s %9d %10d %9llu %11.1f%s\n", name.c_str(), out.device_ok ? "ok" : "refused",
-        out.max_difference, tolerance->second, static_cast<unsigned long long>(out.words),
+        "%-20s %-8s %9d %10d %9llu %11.1f%s\n", name.c_str(), ran.c_str(), out.max_difference,
+        tolerance->second, static_cast<unsigned long long>(out.words),
         out.seconds > 0 ? out.pixels / out.seconds / 1e6 : 0.0, good ? "" : "  MISMATCH");
+  }
+  if (partly > 0) {
+    std::printf(
+        "\n\"device\" counts the arrangements the device ran; it refuses some by design\n"
+        "(docs/operations.md), and the host then runs them.\n");
   }
   const uint64_t faults = kxm::counters().faults;
   std::printf("\nprocessor faults: %llu\n", static_cast<unsigned long long>(faults));

@@ -21,4 +21,7 @@ struct ZelParamValues {
 void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* values);
 void zel_release_params(ZelOp* op, ZelParams kind);
 
+// Ordinary values for an operation's parameters, for demonstrations and benchmarks.
+void zel_example_params(const ZelOperationInfo& info, ZelParamValues* values);
+
 #endif

@@ -1,5 +1,8 @@
 #include "zel_params.h"
 
+#include <algorithm>
+#include <cstring>
+
 void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
   switch (kind) {
     case ZelParams::none:
@@ -34,4 +37,45 @@ void zel_release_params(ZelOp* op, ZelParams kind) {
   ZelObject* kernel = op->getObjParam(1);
   if (kernel != nullptr) kernel->destroy();
   op->setObjParam(1, nullptr);
+}
+
+void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
+  const auto set = [](float* out, std::initializer_list<float> values) {
+    std::copy(values.begin(), values.end(), out);
+  };
+  const bool wide = info.data_type == ZEL_INT16;
+  const char* name = info.name;
+  switch (info.params) {
+    case ZelParams::constants:
+      if (std::strncmp(name, "multiplyconst", 13) == 0) {
+        set(v->lists[0], {1.5f, 0.25f, 3.0f, 0.003f});
+      } else if (std::strncmp(name, "divideconst", 11) == 0) {
+        set(v->lists[0], {3.0f, 0.5f, 7.0f, 200.0f});
+      } else {
+        set(v->lists[0], {7.6f, -20.0f, wide ? 3000.0f : 300.0f, 45.0f});
+      }
+      break;
+    case ZelParams::bit_constants:
+      std::fill(v->bits, v->bits + 4, wide ? 0x0FF0u : 0x5Au);
+      break;
+    case ZelParams::fill:
+      set(v->lists[0], {12.4f, 200.0f, 77.0f, 300.0f});
+      break;
+    case ZelParams::rescale:
+      set(v->lists[0], {1.5f, 0.5f, 2.0f, 0.75f});
+      set(v->lists[1], {10.0f, -5.0f, 3.0f, 0.0f});
+      break;
+    case ZelParams::matrix:
+      set(v->matrix,
+          {0.5f, 0.25f, 0.25f, 10.0f, 0.0f, 1.0f, 0.0f, -5.0f, 0.125f, 0.125f, 0.75f, 0.0f});
+      break;
+    case ZelParams::threshold:
+      v->low = wide ? -1000.0f : 60.0f;
+      v->high = wide ? 2000.5f : 180.5f;
+      v->map = wide ? 7.0f : 255.0f;
+      break;
+    case ZelParams::none:
+    case ZelParams::extrema:
+      break;
+  }
 }
