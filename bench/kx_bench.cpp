@@ -1,5 +1,5 @@
 // Throughput of operations through the plug-in on the processor model, beside the host's
-// software implementation and a plain memcpy of the destination's bytes, in one run.
+// software implementation and a plain memcpy of one image's bytes, in one run.
 //
 // Each benchmark reports megapixels per second and, for device runs, instruction words
 // issued per pixel; a table of ratios against the host and against memcpy follows.
@@ -13,6 +13,7 @@
 
 #include "kx_model.h"
 #include "zel.h"
+#include "zel_params.h"
 
 namespace {
 
@@ -23,7 +24,10 @@ struct Case {
   int data_type;
   unsigned bands;
 };
-const Case kCases[] = {{"add8", ZEL_UINT8, 1}, {"add16", ZEL_INT16, 1}, {"add8", ZEL_UINT8, 4}};
+const Case kCases[] = {{"add8", ZEL_UINT8, 1},      {"add16", ZEL_INT16, 1},
+                       {"add8", ZEL_UINT8, 4},      {"addconst8", ZEL_UINT8, 1},
+                       {"and8", ZEL_UINT8, 1},      {"copy8", ZEL_UINT8, 1},
+                       {"setvalue8", ZEL_UINT8, 1}, {"extrema8", ZEL_UINT8, 1}};
 
 std::string label(const Case& c) {
   char text[32];
@@ -42,17 +46,28 @@ void fill(ZelImage* image, unsigned seed) {
   for (size_t i = 0; i < bytes; ++i) kx->host_address[i] = uint8_t(i * 31 + seed);
 }
 
+// The operation on fresh 2048 x 2048 images, its parameters the examples the host offers.
 void run(benchmark::State& state, const Case& c, ZelPath path) {
   ZelSystemState* s = zel_default_state();
-  ZelImage* a = s->createImage(kSide, kSide, c.bands, c.data_type);
-  ZelImage* b = s->createImage(kSide, kSide, c.bands, c.data_type);
-  ZelImage* d = s->createImage(kSide, kSide, c.bands, c.data_type);
-  fill(a, 1);
-  fill(b, 2);
+  const ZelOperationInfo* info = zel_operation_info(c.name);
+  if (info == nullptr) {
+    state.SkipWithError("the host has no such operation");
+    return;
+  }
+  std::vector<ZelImage*> images;
+  for (int i = 0; i < info->sources; ++i) {
+    images.push_back(s->createImage(kSide, kSide, c.bands, c.data_type));
+    fill(images.back(), unsigned(i + 1));
+  }
   ZelOp* op = s->createOp(c.name);
-  op->setSrc(1, a);
-  op->setSrc(2, b);
-  op->setDst(d);
+  for (int i = 0; i < info->sources; ++i) op->setSrc(i + 1, images[size_t(i)]);
+  if (info->params != ZelParams::extrema) {
+    images.push_back(s->createImage(kSide, kSide, c.bands, c.data_type));
+    op->setDst(images.back());
+  }
+  ZelParamValues params;
+  zel_example_params(*info, &params);
+  zel_attach_params(op, info->params, &params);
   const kxm::Counters before = kxm::counters();
   for (auto _ : state) {
     const ZelRunResult r = zel_run(op, path);
@@ -67,10 +82,9 @@ void run(benchmark::State& state, const Case& c, ZelPath path) {
                                 before.memory_words - before.queue_words);
     state.counters["words/pixel"] = words / (pixels * double(state.iterations()));
   }
+  zel_release_params(op, info->params);
   op->destroy();
-  d->destroy();
-  b->destroy();
-  a->destroy();
+  for (ZelImage* image : images) image->destroy();
 }
 
 void copy_bytes(benchmark::State& state, const Case& c) {
@@ -101,7 +115,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
       const double device = seconds_["device/" + l], host = seconds_["host/" + l],
                    copy = seconds_["memcpy/" + l];
       if (device > 0 && host > 0 && copy > 0) {
-        std::printf("  %-8s device/host %.2f   device/memcpy %.1f   host/memcpy %.1f\n",
+        std::printf("  %-10s device/host %.2f   device/memcpy %.1f   host/memcpy %.1f\n",
                     l.c_str(), device / host, device / copy, host / copy);
       }
     }
