@@ -478,18 +478,29 @@ TEST_F(Fills, PlaneMaskMergesBitwiseByLane) {
   const uint8_t expected[8] = {0x5A, 0xBB, 0xCC, 0xDD, 0x5A, 0x22, 0x33, 0x44};
   EXPECT_EQ(std::memcmp(host, expected, 8), 0);
   kx_ctx_store32(ctx, 0x010, 0x0F000000);
-  issue(mem(ST1, T8, 2, 20), at(16));  // bytes 16, 17: lanes 0 and 1
+  issue(mem(ST1, T32C, 2, 20), at(16));  // lane 0 of the pixels at 16 and 20
   EXPECT_EQ(host[16], 0x0D);
-  EXPECT_EQ(host[17], 0x00);
+  EXPECT_EQ(host[20], 0x04);
+}
+
+TEST_F(Fills, PlaneMaskLeavesBytePixelsAndSixteenBitNumbersAlone) {
+  kx_ctx_store32(ctx, 0x010, 0x00FFFFFF);
+  set(20, 0x11), set(21, 0x1234);
+  issue(mem(ST1, T8, 1, 20), at(0));
+  issue(mem(ST1, T16R, 1, 21), at(4));
+  EXPECT_EQ(host[0], 0x11);
+  uint16_t number;
+  std::memcpy(&number, host + 4, 2);
+  EXPECT_EQ(number, 0x1234);
 }
 
 TEST_F(Fills, WriteOccurredNeedsAByteWithSomeMaskBitSet) {
   kx_ctx_store32(ctx, 0x000, 0);
   kx_ctx_store32(ctx, 0x010, 0);
-  issue(mem(FILL, T8, 4, 10), at(0));
+  issue(mem(FILL, T32, 1, 10), at(0));
   EXPECT_EQ(kx_ctx_load32(ctx, 0x000), 0u);
   kx_ctx_store32(ctx, 0x010, 0x01000000);
-  issue(mem(FILL, T8, 4, 10), at(1));  // lanes 1..3 and 0: one byte written
+  issue(mem(FILL, T32, 1, 10), at(8));  // lane 0's low bit: one byte written
   EXPECT_EQ(kx_ctx_load32(ctx, 0x000), 0x800u);
   kx_ctx_store32(ctx, 0x000, 0);  // clears it
   EXPECT_FALSE(kxm::write_occurred());

@@ -45,11 +45,20 @@ constexpr uint8_t lane(uint32_t value, uint32_t k) {
   return uint8_t(value >> (24 - 8 * (k & 3)));
 }
 
-// Writes bytes of one run through the plane mask and, for SL_FILL, the fill bit mask.
+// True for the types whose bytes are lanes of 4-byte pixels: only their stores pass the
+// plane mask (docs/kx-isa.md 3.4).
+constexpr bool plane_masked(isa::Base base) {
+  return base == isa::Base::SL_T32 || base == isa::Base::SL_T4C || base == isa::Base::SL_T32C;
+}
+
+// Writes bytes of one run through the plane mask (4-byte pixel types) and, for SL_FILL, the
+// fill bit mask.
 class ByteWriter {
  public:
   ByteWriter(Processor& processor, const Run& run, uint32_t extra_mask)
-      : processor_(processor), run_(run), mask_(processor.plane_mask & extra_mask) {}
+      : processor_(processor),
+        run_(run),
+        mask_((plane_masked(run.base) ? processor.plane_mask : 0xFFFFFFFF) & extra_mask) {}
   ~ByteWriter() {
     if (wrote_) processor_.write_occurred = true;
   }
