@@ -49,6 +49,7 @@
 class ZelSystemState;
 class ZelImage;
 class ZelRoi;
+class ZelKernel;
 class ZelRectList;
 class ZelOp;
 class ZelOpTreeNode;
@@ -143,7 +144,8 @@ class ZelImage final : public ZelObject, public ZelImageType {
   void getOrigin(int* x, int* y) const;
   // The image's region in operation space: its region of interest clipped to its extent,
   // or its whole extent when none is set. The region belongs to the image and follows
-  // setOrigin and setRoi: callers do not destroy it.
+  // setOrigin and setRoi: callers do not destroy it. (nullptr only when a test asks for it:
+  // ZelGlobalState::failImageRegions.)
   ZelRoi* getImageSpaceRoi();
   // A copy of the region of interest set on the image (as set, not clipped), or nullptr;
   // the caller destroys it.
@@ -212,6 +214,10 @@ class ZelImage final : public ZelObject, public ZelImageType {
 };
 
 // A region: a set of disjoint rectangles in operation space.
+//
+// Its virtual operations keep the host's slot order, on which plug-ins depend: the three of
+// ZelObject (destroy, getSystemState, getVersion), the twenty-one below in the order they
+// are declared, then getRectList as the 25th. New virtual operations go after getRectList.
 class ZelRoi final : public ZelObject {
  public:
   struct Rect {
@@ -219,28 +225,78 @@ class ZelRoi final : public ZelObject {
   };
   void destroy() override;
 
-  // New regions (the caller destroys them); intersect gives nullptr for a null `other`.
-  // Parts moved beyond the int range are dropped.
-  ZelRoi* translate(int dx, int dy) const;
-  ZelRoi* intersect(const ZelRoi* other) const;
-  // Adds the part of the rectangle the region does not cover yet: 0, or 2 for a negative
-  // size or a rectangle reaching beyond the int range. An empty rectangle adds nothing.
-  int addRect(int x, int y, int width, int height);
-  ZelRectList* getRectList() const;  // the rectangles, top to bottom, left to right
+  // New regions (the caller destroys them); a null `other` gives nullptr. Parts moved
+  // beyond the int range are dropped.
+  virtual ZelRoi* translate(int dx, int dy) const;
+  virtual ZelRoi* intersect(const ZelRoi* other) const;
+  virtual ZelRoi* unite(const ZelRoi* other) const;
+  virtual ZelRoi* subtract(const ZelRoi* other) const;  // the points of this not in other
+  virtual ZelRoi* clone() const;
+
+  // Changes in place, 0 or 2. A rectangle with a negative size gives 2 and changes
+  // nothing; an empty one adds or removes nothing. addRect adds the part of the rectangle
+  // the region does not cover yet and refuses (2) a rectangle reaching beyond the int
+  // range; intersectRect keeps only the part inside the rectangle; offset moves the region
+  // (parts moved beyond the int range are dropped).
+  virtual int addRect(int x, int y, int width, int height);
+  virtual int subtractRect(int x, int y, int width, int height);
+  virtual int intersectRect(int x, int y, int width, int height);
+  virtual int offset(int dx, int dy);
+  virtual void clear();
+
+  // Questions about points. An empty rectangle is contained in every region and overlaps
+  // none; a rectangle with a negative size is neither. equals compares point sets, however
+  // the two regions are cut into rectangles; a null `other` is neither equal nor
+  // overlapping.
+  virtual bool contains(int x, int y) const;
+  virtual bool containsRect(int x, int y, int width, int height) const;
+  virtual bool overlapsRect(int x, int y, int width, int height) const;
+  virtual bool overlaps(const ZelRoi* other) const;
+  virtual bool equals(const ZelRoi* other) const;
+  virtual bool empty() const;
+  virtual bool isRectangle() const;  // exactly one rectangle's points (not empty)
+  virtual long long area() const;
+  // The smallest rectangle holding the region: 0, or 2 (and zeros) when the region is
+  // empty or the rectangle's size does not fit an int.
+  virtual int bounds(int* x, int* y, int* width, int* height) const;
+  virtual int rectCount() const;
+  // Rectangle i (from 0) in the order of rects(): 0, or 2 (outputs untouched) when there
+  // is none.
+  virtual int getRect(int i, int* x, int* y, int* width, int* height) const;
+
+  // The 25th virtual operation: the rectangles, top to bottom, left to right, as a list the
+  // caller destroys (nullptr only when a test asks for it: ZelGlobalState::failRectLists).
+  virtual ZelRectList* getRectList() const;
 
   // ---- Host side ----
   // Disjoint, non-empty, sorted by top edge and then left edge.
   const std::vector<Rect>& rects() const { return rects_; }
-  bool contains(int x, int y) const;
-  bool empty() const { return rects_.empty(); }
-  long long area() const;
 
  private:
   friend class ZelSystemState;
   friend class ZelImage;
   explicit ZelRoi(ZelSystemState* state) : ZelObject(state) {}
   ~ZelRoi() = default;
+  // Takes `rects` (disjoint, non-empty) as the region's rectangles, in order.
+  void assign(std::vector<Rect> rects);
   std::vector<Rect> rects_;
+};
+
+// A kernel: width x height floats, row by row (for instance a matrix with an offset
+// column). Made by ZelSystemState::createKernel; its values do not change.
+class ZelKernel final : public ZelObject {
+ public:
+  void destroy() override;
+  int getWidth() const { return width_; }
+  int getHeight() const { return height_; }
+  const float* getValue() const { return values_.data(); }  // row by row
+
+ private:
+  friend class ZelSystemState;
+  ZelKernel(ZelSystemState* state, int width, int height, const float* values);
+  ~ZelKernel() = default;
+  int width_, height_;
+  std::vector<float> values_;
 };
 
 // A host operation: its name, images, inner operation and typed parameters (numbered
@@ -312,6 +368,9 @@ class ZelSystemState {
                         unsigned row_padding = 0);
   ZelRoi* createRoi();
   ZelOp* createOp(const char* name);
+  // A kernel of width x height values copied from `values` (row by row; zeros when
+  // `values` is null). nullptr when a size is below 1 or the kernel exceeds 2^24 values.
+  ZelKernel* createKernel(int width, int height, const float* values);
 
   // ---- Host side ----
   ZelSystemState() = default;
@@ -332,8 +391,8 @@ void zel_set_quiet(bool quiet);
 // The rectangles where the regions of the destination and of the non-null sources meet
 // (see "Coordinates" above); an empty meeting gives a list with no rectangle. Returns the
 // list and, through `roi`, the region it lists; the caller destroys both. Returns nullptr
-// (and sets *roi to nullptr) when it cannot: every image is null, or
-// zel_global_state->failRoiLists asked it to fail.
+// (and sets *roi to nullptr) when it cannot: every image is null, a region or the list
+// cannot be had, or zel_global_state->failRoiLists asked it to fail.
 ZelRectList* ZeliGetRoiList(ZelRoi** roi, ZelImage* dst, ZelImage* src1, ZelImage* src2,
                             ZelImage* src3);
 
@@ -417,6 +476,12 @@ class ZelGlobalState {
   // Tests: the next n calls of ZeliGetRoiList fail.
   void failRoiLists(int n) { failing_roi_lists_ = n; }
   bool takeRoiListFailure();
+  // Tests: the next n calls of ZelImage::getImageSpaceRoi, or of ZelRoi::getRectList, give
+  // nullptr (and so make ZeliGetRoiList fail).
+  void failImageRegions(int n) { failing_image_regions_ = n; }
+  void failRectLists(int n) { failing_rect_lists_ = n; }
+  bool takeImageRegionFailure();
+  bool takeRectListFailure();
 
  private:
   friend class ZelOpTreeNode;
@@ -424,6 +489,8 @@ class ZelGlobalState {
   std::vector<std::string> registered_;
   int refuse_countdown_ = 0;
   int failing_roi_lists_ = 0;
+  int failing_image_regions_ = 0;
+  int failing_rect_lists_ = 0;
 };
 
 extern ZelGlobalState* zel_global_state;

@@ -352,6 +352,7 @@ ZelRoi* ZelImage::getRoi() const {
 }
 
 ZelRoi* ZelImage::getImageSpaceRoi() {
+  if (zel_global_state && zel_global_state->takeImageRegionFailure()) return nullptr;
   return space_roi_;
 }
 

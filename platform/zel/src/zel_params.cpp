@@ -19,6 +19,7 @@ void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
       op->setPtrParam(2, v->lists[1]);
       break;
     case ZelParams::matrix:
+      op->setObjParam(1, op->getSystemState()->createKernel(4, 3, v->matrix));
       break;
     case ZelParams::threshold:
       op->setPtrParam(1, &v->low);

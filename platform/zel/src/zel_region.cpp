@@ -78,51 +78,140 @@ void ZelRoi::destroy() {
   delete this;
 }
 
-ZelRoi* ZelRoi::translate(int dx, int dy) const {
-  ZelRoi* moved = new ZelRoi(getSystemState());
-  for (const Rect& r : rects_) {
+namespace {
+
+// Rectangle arguments of the in-place operations: a negative size is refused.
+bool valid_size(int width, int height) {
+  return width >= 0 && height >= 0;
+}
+
+// The pieces of `pieces` outside every rectangle of `cut`.
+std::vector<Edges> cut_away(std::vector<Edges> pieces, const std::vector<ZelRoi::Rect>& cut) {
+  for (const ZelRoi::Rect& r : cut) {
+    std::vector<Edges> rest;
+    for (const Edges& p : pieces) subtract(p, edges_of(r), &rest);
+    pieces.swap(rest);
+    if (pieces.empty()) break;
+  }
+  return pieces;
+}
+
+std::vector<ZelRoi::Rect> rects_of(const std::vector<Edges>& pieces) {
+  std::vector<ZelRoi::Rect> rects;
+  for (const Edges& p : pieces) rects.push_back(rect_of(p));
+  return rects;
+}
+
+std::vector<Edges> edges_of_all(const std::vector<ZelRoi::Rect>& rects) {
+  std::vector<Edges> edges;
+  for (const ZelRoi::Rect& r : rects) edges.push_back(edges_of(r));
+  return edges;
+}
+
+// The parts of the rectangles that lie inside `clip`.
+std::vector<ZelRoi::Rect> clipped(const std::vector<ZelRoi::Rect>& rects, const Edges& clip) {
+  std::vector<ZelRoi::Rect> inside;
+  for (const ZelRoi::Rect& r : rects) {
+    Edges m = meet(edges_of(r), clip);
+    if (!m.empty()) inside.push_back(rect_of(m));
+  }
+  return inside;
+}
+
+std::vector<ZelRoi::Rect> moved(const std::vector<ZelRoi::Rect>& rects, int dx, int dy) {
+  std::vector<ZelRoi::Rect> out;
+  for (const ZelRoi::Rect& r : rects) {
     Edges e = edges_of(r);
     Edges t = meet({e.left + dx, e.top + dy, e.right + dx, e.bottom + dy}, kIntRange);
-    if (!t.empty()) moved->rects_.push_back(rect_of(t));
+    if (!t.empty()) out.push_back(rect_of(t));
   }
-  // Moving every rectangle by the same amount keeps their order.
-  return moved;
+  return out;
+}
+
+}  // namespace
+
+void ZelRoi::assign(std::vector<Rect> rects) {
+  sort_rects(&rects);
+  const bool same =
+      rects.size() == rects_.size() &&
+      std::equal(rects.begin(), rects.end(), rects_.begin(), [](const Rect& a, const Rect& b) {
+        return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
+      });
+  if (same) return;
+  rects_ = std::move(rects);
+  changed();
+}
+
+ZelRoi* ZelRoi::translate(int dx, int dy) const {
+  ZelRoi* result = new ZelRoi(getSystemState());
+  result->assign(moved(rects_, dx, dy));
+  return result;
 }
 
 ZelRoi* ZelRoi::intersect(const ZelRoi* other) const {
   if (!other) return nullptr;
-  ZelRoi* common = new ZelRoi(getSystemState());
   // The pieces of two sets of disjoint rectangles are disjoint.
-  for (const Rect& a : rects_) {
-    for (const Rect& b : other->rects_) {
-      Edges m = meet(edges_of(a), edges_of(b));
-      if (!m.empty()) common->rects_.push_back(rect_of(m));
-    }
+  std::vector<Rect> common;
+  for (const Rect& b : other->rects_) {
+    for (const Rect& piece : clipped(rects_, edges_of(b))) common.push_back(piece);
   }
-  sort_rects(&common->rects_);
-  return common;
+  ZelRoi* result = new ZelRoi(getSystemState());
+  result->assign(std::move(common));
+  return result;
+}
+
+ZelRoi* ZelRoi::unite(const ZelRoi* other) const {
+  if (!other) return nullptr;
+  std::vector<Rect> all = rects_;
+  for (const Rect& piece : rects_of(cut_away(edges_of_all(other->rects_), rects_))) {
+    all.push_back(piece);
+  }
+  ZelRoi* result = new ZelRoi(getSystemState());
+  result->assign(std::move(all));
+  return result;
+}
+
+ZelRoi* ZelRoi::subtract(const ZelRoi* other) const {
+  if (!other) return nullptr;
+  ZelRoi* result = new ZelRoi(getSystemState());
+  result->assign(rects_of(cut_away(edges_of_all(rects_), other->rects_)));
+  return result;
+}
+
+ZelRoi* ZelRoi::clone() const {
+  return translate(0, 0);
 }
 
 int ZelRoi::addRect(int x, int y, int width, int height) {
-  if (width < 0 || height < 0) return 2;
+  if (!valid_size(width, height)) return 2;
   Edges added = edges_of({x, y, width, height});
   if (added.right > INT_MAX || added.bottom > INT_MAX) return 2;
   if (added.empty()) return 0;
-  std::vector<Edges> pieces = {added};
-  for (const Rect& r : rects_) {
-    std::vector<Edges> rest;
-    for (const Edges& p : pieces) subtract(p, edges_of(r), &rest);
-    pieces.swap(rest);
-    if (pieces.empty()) return 0;
-  }
-  for (const Edges& p : pieces) rects_.push_back(rect_of(p));
-  sort_rects(&rects_);
-  changed();
+  std::vector<Rect> all = rects_;
+  for (const Rect& piece : rects_of(cut_away({added}, rects_))) all.push_back(piece);
+  assign(std::move(all));
   return 0;
 }
 
-ZelRectList* ZelRoi::getRectList() const {
-  return new RectList(getSystemState(), rects_);
+int ZelRoi::subtractRect(int x, int y, int width, int height) {
+  if (!valid_size(width, height)) return 2;
+  assign(rects_of(cut_away(edges_of_all(rects_), {Rect{x, y, width, height}})));
+  return 0;
+}
+
+int ZelRoi::intersectRect(int x, int y, int width, int height) {
+  if (!valid_size(width, height)) return 2;
+  assign(clipped(rects_, edges_of(Rect{x, y, width, height})));
+  return 0;
+}
+
+int ZelRoi::offset(int dx, int dy) {
+  assign(moved(rects_, dx, dy));
+  return 0;
+}
+
+void ZelRoi::clear() {
+  assign({});
 }
 
 bool ZelRoi::contains(int x, int y) const {
@@ -133,10 +222,82 @@ bool ZelRoi::contains(int x, int y) const {
   return false;
 }
 
+bool ZelRoi::containsRect(int x, int y, int width, int height) const {
+  if (!valid_size(width, height)) return false;
+  if (width == 0 || height == 0) return true;
+  return cut_away({edges_of(Rect{x, y, width, height})}, rects_).empty();
+}
+
+bool ZelRoi::overlapsRect(int x, int y, int width, int height) const {
+  if (!valid_size(width, height)) return false;
+  return !clipped(rects_, edges_of(Rect{x, y, width, height})).empty();
+}
+
+bool ZelRoi::overlaps(const ZelRoi* other) const {
+  if (!other) return false;
+  for (const Rect& b : other->rects_) {
+    if (overlapsRect(b.x, b.y, b.width, b.height)) return true;
+  }
+  return false;
+}
+
+bool ZelRoi::equals(const ZelRoi* other) const {
+  if (!other) return false;
+  return area() == other->area() && cut_away(edges_of_all(rects_), other->rects_).empty();
+}
+
+bool ZelRoi::empty() const {
+  return rects_.empty();
+}
+
+bool ZelRoi::isRectangle() const {
+  int x, y, width, height;
+  return bounds(&x, &y, &width, &height) == 0 &&
+         static_cast<long long>(width) * height == area();
+}
+
 long long ZelRoi::area() const {
   long long sum = 0;
   for (const Rect& r : rects_) sum += static_cast<long long>(r.width) * r.height;
   return sum;
+}
+
+int ZelRoi::bounds(int* x, int* y, int* width, int* height) const {
+  Edges box = {0, 0, 0, 0};
+  for (size_t i = 0; i < rects_.size(); ++i) {
+    const Edges e = edges_of(rects_[i]);
+    box = i == 0 ? e
+                 : Edges{std::min(box.left, e.left), std::min(box.top, e.top),
+                         std::max(box.right, e.right), std::max(box.bottom, e.bottom)};
+  }
+  const bool fits =
+      !rects_.empty() && box.right - box.left <= INT_MAX && box.bottom - box.top <= INT_MAX;
+  if (!fits) box = {0, 0, 0, 0};
+  const Rect r = rect_of(box);
+  if (x) *x = r.x;
+  if (y) *y = r.y;
+  if (width) *width = r.width;
+  if (height) *height = r.height;
+  return fits ? 0 : 2;
+}
+
+int ZelRoi::rectCount() const {
+  return static_cast<int>(std::min<size_t>(rects_.size(), INT_MAX));
+}
+
+int ZelRoi::getRect(int i, int* x, int* y, int* width, int* height) const {
+  if (i < 0 || static_cast<size_t>(i) >= rects_.size()) return 2;
+  const Rect& r = rects_[static_cast<size_t>(i)];
+  if (x) *x = r.x;
+  if (y) *y = r.y;
+  if (width) *width = r.width;
+  if (height) *height = r.height;
+  return 0;
+}
+
+ZelRectList* ZelRoi::getRectList() const {
+  if (zel_global_state && zel_global_state->takeRectListFailure()) return nullptr;
+  return new RectList(getSystemState(), rects_);
 }
 
 ZelRectList* ZeliGetRoiList(ZelRoi** roi, ZelImage* dst, ZelImage* src1, ZelImage* src2,
@@ -147,16 +308,17 @@ ZelRectList* ZeliGetRoiList(ZelRoi** roi, ZelImage* dst, ZelImage* src1, ZelImag
   for (ZelImage* image : {dst, src1, src2, src3}) {
     if (!image) continue;
     ZelRoi* region = image->getImageSpaceRoi();
-    ZelRoi* next = common ? common->intersect(region) : region->translate(0, 0);
+    ZelRoi* next = !region ? nullptr : common ? common->intersect(region) : region->clone();
     if (common) common->destroy();
     common = next;
+    if (!common) return nullptr;
   }
   if (!common) return nullptr;
   ZelRectList* list = common->getRectList();
-  if (roi) {
-    *roi = common;
-  } else {
+  if (!list || !roi) {
     common->destroy();
+    return list;
   }
+  *roi = common;
   return list;
 }

@@ -48,6 +48,28 @@ ZelOp* ZelSystemState::createOp(const char* name) {
   return new ZelOp(this, name);
 }
 
+ZelKernel* ZelSystemState::createKernel(int width, int height, const float* values) {
+  constexpr long long kMostValues = 1LL << 24;
+  if (width < 1 || height < 1 || static_cast<long long>(width) * height > kMostValues) {
+    return nullptr;
+  }
+  return new ZelKernel(this, width, height, values);
+}
+
+// ---- Kernels ----
+
+ZelKernel::ZelKernel(ZelSystemState* state, int width, int height, const float* values)
+    : ZelObject(state),
+      width_(width),
+      height_(height),
+      values_(static_cast<size_t>(width) * static_cast<size_t>(height), 0.0f) {
+  if (values) std::copy(values, values + values_.size(), values_.begin());
+}
+
+void ZelKernel::destroy() {
+  delete this;
+}
+
 ZelSystemState* zel_default_state() {
   static ZelSystemState state;
   return &state;
@@ -116,10 +138,23 @@ ZelGlobalState global_state;
 
 ZelGlobalState* zel_global_state = &global_state;
 
-bool ZelGlobalState::takeRoiListFailure() {
-  if (failing_roi_lists_ <= 0) return false;
-  --failing_roi_lists_;
+namespace {
+// One more failure asked for by a test: counts it down.
+bool take_failure(int* countdown) {
+  if (*countdown <= 0) return false;
+  --*countdown;
   return true;
+}
+}  // namespace
+
+bool ZelGlobalState::takeRoiListFailure() {
+  return take_failure(&failing_roi_lists_);
+}
+bool ZelGlobalState::takeImageRegionFailure() {
+  return take_failure(&failing_image_regions_);
+}
+bool ZelGlobalState::takeRectListFailure() {
+  return take_failure(&failing_rect_lists_);
 }
 
 ZelOpTreeNode::~ZelOpTreeNode() {

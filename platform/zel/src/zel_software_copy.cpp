@@ -1,0 +1,233 @@
+// The host's copies, fills, rescale, band combine, thresholds and extrema, written from what
+// each operation means, pixel by pixel, through getPixel and setPixel.
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
+#include "zel.h"
+#include "zel_software.h"
+
+namespace {
+
+long long lowest(int data_type) {
+  return data_type == ZEL_UINT8 ? 0 : -32768;
+}
+long long highest(int data_type) {
+  return data_type == ZEL_UINT8 ? 255 : 32767;
+}
+
+long long saturate(int data_type, long long value) {
+  return std::clamp(value, lowest(data_type), highest(data_type));
+}
+
+// Truncation toward zero, limited to the int range (NaN gives 0): a plain conversion of an
+// out-of-range value would be undefined.
+long long truncate_to_int(double value) {
+  if (std::isnan(value)) return 0;
+  return static_cast<long long>(std::clamp(value, double(INT_MIN), double(INT_MAX)));
+}
+
+// Round to nearest (halves up), saturated to the pixel type; NaN gives 0.
+long long round_to_pixel(int data_type, double value) {
+  if (std::isnan(value)) return 0;
+  const double limited =
+      std::clamp(value, double(lowest(data_type)) - 1.0, double(highest(data_type)) + 1.0);
+  return saturate(data_type, static_cast<long long>(std::floor(limited + 0.5)));
+}
+
+bool is(const ZelImage* image, int data_type) {
+  return image != nullptr && image->getDataType() == data_type;
+}
+
+// Calls visit(dst x, dst y, src x, src y) for every operation-space point where the regions
+// of the two images meet: point (x, y) is pixel (x + ox, y + oy) of an image with origin
+// (ox, oy).
+template <typename Visit>
+int each_point(ZelImage* dst, ZelImage* src, Visit visit) {
+  ZelRoi* roi = nullptr;
+  ZelRectList* list = ZeliGetRoiList(&roi, dst, src, nullptr, nullptr);
+  if (!list) return 2;
+  int dx, dy, sx, sy;
+  dst->getOrigin(&dx, &dy);
+  src->getOrigin(&sx, &sy);
+  int x, y, width, height;
+  while (list->getNextRect(&x, &y, &width, &height)) {
+    for (int row = y; row < y + height; ++row) {
+      for (int column = x; column < x + width; ++column) {
+        visit(unsigned(column + dx), unsigned(row + dy), unsigned(column + sx),
+              unsigned(row + sy));
+      }
+    }
+  }
+  list->destroy();
+  roi->destroy();
+  return 0;
+}
+
+// Calls visit(x, y) for every pixel of the image's own region.
+template <typename Visit>
+int each_own_pixel(ZelImage* image, Visit visit) {
+  ZelRoi* region = image->getImageSpaceRoi();
+  if (!region) return 2;
+  ZelRectList* list = region->getRectList();
+  if (!list) return 2;
+  int ox, oy;
+  image->getOrigin(&ox, &oy);
+  int x, y, width, height;
+  while (list->getNextRect(&x, &y, &width, &height)) {
+    for (int row = y; row < y + height; ++row) {
+      for (int column = x; column < x + width; ++column) {
+        visit(unsigned(column + ox), unsigned(row + oy));
+      }
+    }
+  }
+  list->destroy();
+  return 0;
+}
+
+// dst band b = map(b, src band b), saturated to the destination's type, wherever the two
+// regions meet. Both images have the same band count (`bands` when it is not 0).
+template <int SrcType, int DstType, typename Map>
+int map_bands(ZelOp* op, unsigned bands, Map map) {
+  ZelImage* src = op->getSrc1();
+  ZelImage* dst = op->getDst();
+  if (!is(src, SrcType) || !is(dst, DstType) || src->getBands() != dst->getBands()) return 2;
+  if (bands != 0 && src->getBands() != bands) return 2;
+  return each_point(dst, src, [&](unsigned x, unsigned y, unsigned sx, unsigned sy) {
+    for (unsigned b = 0; b < dst->getBands(); ++b) {
+      dst->setPixel(x, y, b, int(saturate(DstType, map(b, src->getPixel(sx, sy, b)))));
+    }
+  });
+}
+
+template <int DataType>
+int copy(ZelOp* op) {
+  return map_bands<DataType, DataType>(op, 0, [](unsigned, long long p) { return p; });
+}
+
+// Band b becomes round(scale[b] * p + offset[b]).
+template <int DataType>
+int rescale(ZelOp* op) {
+  const auto* scales = static_cast<const float*>(op->getPtrParam(1));
+  const auto* offsets = static_cast<const float*>(op->getPtrParam(2));
+  if (!scales || !offsets) return 2;
+  return map_bands<DataType, DataType>(op, 0, [&](unsigned b, long long p) {
+    return round_to_pixel(DataType, double(scales[b]) * double(p) + double(offsets[b]));
+  });
+}
+
+// A pixel p with lo <= p <= hi takes the map value, others keep theirs; lo and hi are the
+// thresholds plus 0.999, truncated, so a fractional low threshold excludes its floor and a
+// fractional high one includes its ceiling.
+template <int DataType>
+int threshold(ZelOp* op) {
+  const auto* low = static_cast<const float*>(op->getPtrParam(1));
+  const auto* high = static_cast<const float*>(op->getPtrParam(2));
+  const auto* map = static_cast<const float*>(op->getPtrParam(3));
+  if (!low || !high || !map) return 2;
+  const long long lo = truncate_to_int(double(*low) + 0.999);
+  const long long hi = truncate_to_int(double(*high) + 0.999);
+  const long long value = truncate_to_int(*map);
+  return map_bands<DataType, DataType>(
+      op, 0, [&](unsigned, long long p) { return lo <= p && p <= hi ? value : p; });
+}
+
+// Per band, the largest pixel into pointer 1 and the smallest into pointer 2 (either may be
+// null) over the first source's own region; an empty region gives the lowest value as the
+// maximum and the highest as the minimum.
+template <int DataType>
+int extrema(ZelOp* op) {
+  ZelImage* image = op->getSrc1();
+  if (!is(image, DataType)) return 2;
+  auto* maxima = static_cast<float*>(op->getPtrParam(1));
+  auto* minima = static_cast<float*>(op->getPtrParam(2));
+  const unsigned bands = image->getBands();
+  long long most[4], least[4];
+  std::fill(most, most + 4, lowest(DataType));
+  std::fill(least, least + 4, highest(DataType));
+  const int status = each_own_pixel(image, [&](unsigned x, unsigned y) {
+    for (unsigned b = 0; b < bands; ++b) {
+      const long long p = image->getPixel(x, y, b);
+      most[b] = std::max(most[b], p);
+      least[b] = std::min(least[b], p);
+    }
+  });
+  if (status != 0) return status;
+  for (unsigned b = 0; b < bands; ++b) {
+    if (maxima) maxima[b] = float(most[b]);
+    if (minima) minima[b] = float(least[b]);
+  }
+  return 0;
+}
+
+}  // namespace
+
+int zel_software_copy8(ZelOp* op) {
+  return copy<ZEL_UINT8>(op);
+}
+int zel_software_copy16(ZelOp* op) {
+  return copy<ZEL_INT16>(op);
+}
+
+// Every band of the destination's own region takes its colour: the band's float plus 0.5,
+// truncated, limited to 0..255.
+int zel_software_setvalue8(ZelOp* op) {
+  ZelImage* dst = op->getDst();
+  const auto* values = static_cast<const float*>(op->getPtrParam(1));
+  if (!is(dst, ZEL_UINT8) || !values) return 2;
+  int colour[4] = {};
+  for (unsigned b = 0; b < dst->getBands(); ++b) {
+    colour[b] = int(saturate(ZEL_UINT8, truncate_to_int(double(values[b]) + 0.5)));
+  }
+  return each_own_pixel(dst, [&](unsigned x, unsigned y) {
+    for (unsigned b = 0; b < dst->getBands(); ++b) dst->setPixel(x, y, b, colour[b]);
+  });
+}
+
+// 8-bit values become the same 16-bit values (3 bands).
+int zel_software_convert8to16(ZelOp* op) {
+  return map_bands<ZEL_UINT8, ZEL_INT16>(op, 3, [](unsigned, long long p) { return p; });
+}
+
+int zel_software_rescale8(ZelOp* op) {
+  return rescale<ZEL_UINT8>(op);
+}
+int zel_software_rescale16(ZelOp* op) {
+  return rescale<ZEL_INT16>(op);
+}
+
+// Destination band j = round(m[j][0] * b0 + m[j][1] * b1 + m[j][2] * b2 + m[j][3]), from a
+// kernel of 3 rows of 4 values (3 bands).
+int zel_software_band_combine16(ZelOp* op) {
+  const auto* kernel = static_cast<const ZelKernel*>(op->getObjParam(1));
+  if (!kernel || kernel->getWidth() != 4 || kernel->getHeight() != 3) return 2;
+  const float* m = kernel->getValue();
+  ZelImage* src = op->getSrc1();
+  ZelImage* dst = op->getDst();
+  if (!is(src, ZEL_INT16) || !is(dst, ZEL_INT16)) return 2;
+  if (src->getBands() != 3 || dst->getBands() != 3) return 2;
+  return each_point(dst, src, [&](unsigned x, unsigned y, unsigned sx, unsigned sy) {
+    double in[3];
+    for (unsigned k = 0; k < 3; ++k) in[k] = src->getPixel(sx, sy, k);
+    for (unsigned j = 0; j < 3; ++j) {
+      const float* row = m + 4 * j;
+      const double sum = double(row[0]) * in[0] + double(row[1]) * in[1] +
+                         double(row[2]) * in[2] + double(row[3]);
+      dst->setPixel(x, y, j, int(round_to_pixel(ZEL_INT16, sum)));
+    }
+  });
+}
+
+int zel_software_threshold8(ZelOp* op) {
+  return threshold<ZEL_UINT8>(op);
+}
+int zel_software_threshold16(ZelOp* op) {
+  return threshold<ZEL_INT16>(op);
+}
+
+int zel_software_extrema8(ZelOp* op) {
+  return extrema<ZEL_UINT8>(op);
+}
+int zel_software_extrema16(ZelOp* op) {
+  return extrema<ZEL_INT16>(op);
+}
