@@ -193,12 +193,12 @@ class Generator {
           break;
       }
     }
-    if (kind == ZelParams::matrix) {
+    if (kind == ZelParams::matrix) {  // now and then one coefficient the device refuses
       for (int i = 0; i < 12; ++i) {
-        v->matrix[i] = i % 4 == 3 ? (chance(8) ? fraction(false, -256000, 256000)
-                                               : float(int(pick(2001)) - 1000))
-                                  : fraction(wide, -300, 300);
+        v->matrix[i] =
+            i % 4 == 3 ? float(int(pick(2001)) - 1000) : float(int(pick(600)) - 300) / 256;
       }
+      if (chance(8)) v->matrix[pick(12)] += 0.3f;
     }
     if (kind == ZelParams::threshold) {
       const int span = wide ? 70000 : 300;
@@ -272,6 +272,14 @@ bool representable(float value) {
   return std::fabs(scaled) < 2147483647.0 && scaled == std::trunc(scaled);
 }
 
+// The operations the device runs on one-band images only.
+bool one_band_only(const std::string& name) {
+  return one_of(name,
+                {"addconst16", "subtractconst16", "subtractfromconst16", "multiplyconst16",
+                 "divideconst16", "andconst16", "orconst16", "xorconst16", "rescale16",
+                 "threshold8", "threshold16", "extrema16", "copy16"});
+}
+
 // The refusals docs/operations.md documents, for this case.
 bool documented_refusal(const Case& c) {
   const std::string& n = c.name;
@@ -288,7 +296,8 @@ bool documented_refusal(const Case& c) {
     if (s.type == ZEL_UINT8 && s.bands == 3 && lane(s) != lane(first)) return true;
     if (s.type == ZEL_UINT8 && s.root_bands > 1 && s.padding % 4 != 0) return true;
     if (channel_child(s) && !one_of(n, {"copy8", "copy16"})) return true;
-    if (s.child && s.root_bands != s.bands && s.type == ZEL_INT16 && !channel_child(s)) {
+    const bool sixteen_bit_checks = s.type == ZEL_INT16 || c.info->dst_data_type == ZEL_INT16;
+    if (s.child && s.root_bands != s.bands && sixteen_bit_checks && !channel_child(s)) {
       return true;
     }
   }
@@ -296,11 +305,7 @@ bool documented_refusal(const Case& c) {
     return true;
   }
   if (n == "rescale16" && (first.child || last.child)) return true;
-  const bool one_band_only =
-      one_of(n, {"addconst16", "subtractconst16", "subtractfromconst16", "multiplyconst16",
-                 "divideconst16", "andconst16", "orconst16", "xorconst16", "rescale16",
-                 "threshold8", "threshold16", "extrema16"});
-  if (one_band_only && (bands != 1 || last.bands != 1)) return true;
+  if (one_band_only(n) && (bands != 1 || last.bands != 1)) return true;
 
   const unsigned used = first.type == ZEL_INT16 ? 1 : bands;
   for (unsigned b = 0; b < used; ++b) {
@@ -323,9 +328,14 @@ bool documented_refusal(const Case& c) {
     return true;
   }
   if (n == "bandCombine16") {
-    for (int i = 0; i < 12; ++i) {
-      const float m = p.matrix[i];
-      if (i % 4 == 3 ? m != std::trunc(m) : !representable(m)) return true;
+    for (int row = 0; row < 3; ++row) {
+      double reach = 0;  // the largest partial sum a row can make, in 1/256
+      for (int i = 4 * row; i < 4 * row + 4; ++i) {
+        const float m = p.matrix[i];
+        if (i % 4 == 3 ? m != std::trunc(m) : !representable(m)) return true;
+        reach += std::fabs(double(m)) * 256 * (i % 4 == 3 ? 1 : 32768);
+      }
+      if (reach > 2147483647.0) return true;
     }
   }
   return false;
@@ -339,10 +349,17 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
   const ZelOperationInfo& info = *c.info;
   const int src_type = info.data_type;
   const int dst_type = info.dst_data_type ? info.dst_data_type : src_type;
-  const unsigned bands = info.bands ? info.bands : g.bands(src_type);
+  // Operations the device runs on one band only mostly get one band, so that most cases
+  // compare pixels.
+  const unsigned bands = info.bands                              ? info.bands
+                         : one_band_only(c.name) && !g.chance(4) ? 1
+                                                                 : g.bands(src_type);
   const bool has_dst = info.params != ZelParams::extrema;
   for (int i = 0; i < info.sources; ++i) c.shapes.push_back(g.shape(src_type, bands));
   if (has_dst) c.shapes.push_back(g.shape(dst_type, bands));
+  if (c.name == "rescale16" && !g.chance(4)) {  // it refuses every child: mostly roots
+    for (Shape& s : c.shapes) s.child = false, s.root_bands = s.bands;
+  }
   const bool in_place = info.sources > 0 && has_dst && src_type == dst_type && g.chance(5);
   if (in_place) c.shapes.back() = c.shapes.front();
   g.params(c.name, src_type, info.params, &c.params);
@@ -412,7 +429,7 @@ TEST_P(Differential, DeviceMatchesTheHostOnRandomArrangements) {
     run_case(operation, g, uint32_t(c * 16 + 1), &accepted);
     if (HasFatalFailure()) return;
   }
-  EXPECT_GT(accepted, kCases * 2 / 5) << "the device accepted too few cases to mean much";
+  EXPECT_GT(accepted, kCases / 4) << "the device accepted too few cases to mean much";
   EXPECT_EQ(kxm::counters().faults, 0u);
 }
 

@@ -68,6 +68,13 @@ bool same_shape(ZelImage* const (&images)[3], int data_type) {
   return true;
 }
 
+// ZelKXMaskRule::three_bands: a 3-band image's spare byte is protected even when it is not
+// part of any other image.
+uint32_t three_band_mask(ZelImage* dst, unsigned bands) {
+  if (bands != 3) return 0xffffffff;
+  return zelkx_band_lane(dst) == 0 ? 0xffffff00 : 0x00ffffff;
+}
+
 void release(ZelRectList* list, ZelRoi* roi) {
   list->destroy();
   if (roi != nullptr) roi->destroy();
@@ -90,8 +97,10 @@ int zelkx_dyadic8(ZelOp* op, const ZelKXDyadic8& r) {
     if (!zelkx_aligned(image, 1, bands == 1 ? 1 : 4)) return 2;
   }
 
-  const uint32_t mask = zelkx_plane_mask(dst, bands);
+  const uint32_t mask =
+      r.mask_every_three_bands ? three_band_mask(dst, bands) : zelkx_plane_mask(dst, bands);
   if (!r.mask_after_list) sl_ctx_planemask_set(mask);
+  if (r.raster_op != 0) sl_ctx_rasterop_set(r.raster_op);
   ZelRoi* roi = nullptr;
   ZelRectList* list = ZeliGetRoiList(&roi, dst, src1, images[1], nullptr);
   if (list == nullptr) {
@@ -123,6 +132,7 @@ int zelkx_dyadic16(ZelOp* op, const ZelKXDyadic16& r) {
     if (!zelkx_aligned(image, 2, 2)) return 2;
   }
 
+  if (r.raster_op != 0) sl_ctx_rasterop_set(r.raster_op);
   ZelRoi* roi = nullptr;
   ZelRectList* list = ZeliGetRoiList(&roi, dst, src1, images[1], nullptr);
   if (list == nullptr) {
@@ -139,4 +149,80 @@ int zelkx_dyadic16(ZelOp* op, const ZelKXDyadic16& r) {
   }
   release(list, roi);
   return 0;
+}
+
+int ZelKXOneSourceFrame::open(ZelOp* op, const ZelKXOneSource& r) {
+  routine_ = &r;
+  ZelImage* src1 = op->getSrc1();
+  ZelImage* dst = op->getDst();
+  if (src1 == nullptr || dst == nullptr || src1->getDataType() != r.src_type ||
+      dst->getDataType() != r.dst_type || src1->getBands() != dst->getBands()) {
+    return 2;
+  }
+  bands_ = src1->getBands();
+  switch (r.bands) {
+    case ZelKXBandRule::one_three_four:
+      if (bands_ != 1 && bands_ != 3 && bands_ != 4) return 2;
+      break;
+    case ZelKXBandRule::one_on_src1:
+    case ZelKXBandRule::one_on_dst:  // the band counts agree
+      if (bands_ != 1) return 2;
+      break;
+    case ZelKXBandRule::any:
+      break;
+  }
+  const int check = r.dst_type == 1 ? zelkx_check_child_8(src1, dst, nullptr, nullptr)
+                                    : zelkx_check_child_16(src1, dst, nullptr, nullptr);
+  if (check == 2 || !zelkx_bands_agree(src1, dst, nullptr)) return 2;
+  ZelImage* eight_bit = r.dst_type == 1 ? dst : r.src_type == 1 ? src1 : nullptr;
+  lane_ = eight_bit != nullptr && bands_ == 3 ? zelkx_band_lane(eight_bit) : 0;
+  ZelImage* const images[2] = {src1, dst};
+  const int types[2] = {r.src_type, r.dst_type};
+  for (int i = 0; i < 2; ++i) {
+    if (!zelkx_open_image(images[i], &images_[i])) return 2;
+    const uint32_t e = types[i] == 1 ? 1 : 2;
+    if (!zelkx_aligned(images_[i], e, types[i] == 1 && bands_ > 1 ? 4 : e)) return 2;
+  }
+  return 0;
+}
+
+int ZelKXOneSourceFrame::run(const std::function<bool(const ZelKXRect&)>& per_rect) {
+  const ZelKXOneSource& r = *routine_;
+  switch (r.mask) {
+    case ZelKXMaskRule::destination:
+      sl_ctx_planemask_set(zelkx_plane_mask(dst(), bands_));
+      break;
+    case ZelKXMaskRule::three_bands:
+      sl_ctx_planemask_set(three_band_mask(dst(), bands_));
+      break;
+    case ZelKXMaskRule::unchanged:
+      break;
+  }
+  if (has_raster_op_) sl_ctx_rasterop_set(raster_op_);
+  ZelRoi* roi = nullptr;
+  ZelRectList* list = ZeliGetRoiList(&roi, dst(), src(), nullptr, nullptr);
+  if (list == nullptr) {
+    zelkx_report(r.report_on_dst ? dst() : src(), r.file, r.list_report);
+    return 2;
+  }
+  const KXImage& s = images_[0];
+  const KXImage& d = images_[1];
+  const uint32_t es = r.src_type == 1 ? 1 : 2, ed = r.dst_type == 1 ? 1 : 2;
+  const int32_t per_pixel = r.band_words ? int32_t(bands_) : 1;
+  int status = 0;
+  int x, y, width, height;
+  while (list->getNextRect(&x, &y, &width, &height)) {
+    const ZelKXRect rect{.dst = d.address(x, y, ed),
+                         .dst_stride = int32_t(ed * d.line_stride),
+                         .width = width * per_pixel,
+                         .height = height,
+                         .src = s.address(x, y, es),
+                         .src_stride = int32_t(es * s.line_stride)};
+    if (!per_rect(rect)) {
+      status = 2;
+      break;
+    }
+  }
+  release(list, roi);
+  return status;
 }

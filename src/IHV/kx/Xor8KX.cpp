@@ -1,0 +1,10 @@
+// xor8: dst = src1 XOR src2.
+#include "ZelDeviceComputeTypeKX.h"
+#include "kx_constant.h"
+#include "sl_kernels.h"
+
+int ZelDeviceComputeTypeKX::Xor8(ZelOp* op, int) {
+  static const ZelKXDyadic8 routine{
+      "Xor8KX", 124, {0, 0, 0}, false, sl_rect_bool_8, sl_rect_bool_32, kZelKXXor, false};
+  return zelkx_dyadic8(op, routine);
+}
