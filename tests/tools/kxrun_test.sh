@@ -49,6 +49,21 @@ check "bad roi" 1 "$kxrun" add8 --roi 1,2,3 a.pgm b.pgm -o c.pgm
 check "bad device" 1 "$kxrun" add8 --device gpu a.pgm b.pgm -o c.pgm
 check "refused without fallback" 3 "$kxrun" add8 --no-fallback two.pam two.pam -o c.pam
 check "refused with fallback" 0 "$kxrun" add8 two.pam two.pam -o c.pam
+bytes() { tail -c "$1" "$2" | od -v -An -tu1 | tr -s ' \n' ' ' | xargs; }
+check "addconst8" 0 "$kxrun" addconst8 --const 5.9 --no-fallback a.pgm -o k.pgm
+[ "$(bytes 3 k.pgm)" = "105 105 105" ] || { echo "FAIL addconst8: $(bytes 3 k.pgm)"; failures=$((failures + 1)); }
+check "threshold8" 0 "$kxrun" threshold8 --threshold 99.5,100,7 --no-fallback a.pgm -o t.pgm
+[ "$(bytes 2 t.pgm)" = "7 7" ] || { echo "FAIL threshold8: $(bytes 2 t.pgm)"; failures=$((failures + 1)); }
+check "setvalue8" 0 "$kxrun" setvalue8 --value 8.5 --no-fallback small.pgm -o v.pgm
+[ "$(bytes 4 v.pgm)" = "9 9 9 9" ] || { echo "FAIL setvalue8: $(bytes 4 v.pgm)"; failures=$((failures + 1)); }
+check "extrema8" 0 "$kxrun" extrema8 --no-fallback small.pgm
+[ "$(cat out.txt | xargs)" = "max=4 min=1" ] || { echo "FAIL extrema8 prints: $(cat out.txt)"; failures=$((failures + 1)); }
+check "missing parameter" 1 "$kxrun" addconst8 a.pgm -o c.pgm
+check "parameter not taken" 1 "$kxrun" add8 --const 1 a.pgm b.pgm -o c.pgm
+check "a value per band" 1 "$kxrun" addconst8 --const 1,2 a.pgm -o c.pgm
+check "bad number" 1 "$kxrun" threshold8 --threshold 1,x,3 a.pgm -o c.pgm
+check "short matrix" 1 "$kxrun" bandCombine16 --matrix 1,2,3 a.pgm -o c.pgm
+check "extrema writes no image" 1 "$kxrun" extrema8 small.pgm -o c.pgm
 check "no command" 1 "$kxrun"
 check "unwritable output" 1 "$kxrun" add8 a.pgm b.pgm -o /nonexistent/c.pgm
 
