@@ -1,41 +1,32 @@
 // The host's copies, fills, rescale, band combine, thresholds and extrema, written from what
 // each operation means, pixel by pixel, through getPixel and setPixel.
+#ifndef ZEL_SOFTWARE_COPY_H
+#define ZEL_SOFTWARE_COPY_H
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
 
-#include "zel.h"
 #include "zel_software.h"
 
-namespace {
-
-long long lowest(int data_type) {
-  return data_type == ZEL_UINT8 ? 0 : -32768;
-}
-long long highest(int data_type) {
-  return data_type == ZEL_UINT8 ? 255 : 32767;
-}
-
-long long saturate(int data_type, long long value) {
-  return std::clamp(value, lowest(data_type), highest(data_type));
-}
+namespace zel_software {
 
 // Truncation toward zero, limited to the int range (NaN gives 0): a plain conversion of an
 // out-of-range value would be undefined.
-long long truncate_to_int(double value) {
+inline long long truncate_to_int(double value) {
   if (std::isnan(value)) return 0;
   return static_cast<long long>(std::clamp(value, double(INT_MIN), double(INT_MAX)));
 }
 
 // Round to nearest (halves up), saturated to the pixel type; NaN gives 0.
-long long round_to_pixel(int data_type, double value) {
+inline long long round_to_pixel(int data_type, double value) {
   if (std::isnan(value)) return 0;
   const double limited =
       std::clamp(value, double(lowest(data_type)) - 1.0, double(highest(data_type)) + 1.0);
   return saturate(data_type, static_cast<long long>(std::floor(limited + 0.5)));
 }
 
-bool is(const ZelImage* image, int data_type) {
+inline bool is(const ZelImage* image, int data_type) {
   return image != nullptr && image->getDataType() == data_type;
 }
 
@@ -43,7 +34,7 @@ bool is(const ZelImage* image, int data_type) {
 // of the two images meet: point (x, y) is pixel (x + ox, y + oy) of an image with origin
 // (ox, oy).
 template <typename Visit>
-int each_point(ZelImage* dst, ZelImage* src, Visit visit) {
+inline int each_point(ZelImage* dst, ZelImage* src, Visit visit) {
   ZelRoi* roi = nullptr;
   ZelRectList* list = ZeliGetRoiList(&roi, dst, src, nullptr, nullptr);
   if (!list) return 2;
@@ -66,7 +57,7 @@ int each_point(ZelImage* dst, ZelImage* src, Visit visit) {
 
 // Calls visit(x, y) for every pixel of the image's own region.
 template <typename Visit>
-int each_own_pixel(ZelImage* image, Visit visit) {
+inline int each_own_pixel(ZelImage* image, Visit visit) {
   ZelRoi* region = image->getImageSpaceRoi();
   if (!region) return 2;
   ZelRectList* list = region->getRectList();
@@ -88,7 +79,7 @@ int each_own_pixel(ZelImage* image, Visit visit) {
 // dst band b = map(b, src band b), saturated to the destination's type, wherever the two
 // regions meet. Both images have the same band count (`bands` when it is not 0).
 template <int SrcType, int DstType, typename Map>
-int map_bands(ZelOp* op, unsigned bands, Map map) {
+inline int map_bands(ZelOp* op, unsigned bands, Map map) {
   ZelImage* src = op->getSrc1();
   ZelImage* dst = op->getDst();
   if (!is(src, SrcType) || !is(dst, DstType) || src->getBands() != dst->getBands()) return 2;
@@ -101,13 +92,13 @@ int map_bands(ZelOp* op, unsigned bands, Map map) {
 }
 
 template <int DataType>
-int copy(ZelOp* op) {
+inline int copy(ZelOp* op) {
   return map_bands<DataType, DataType>(op, 0, [](unsigned, long long p) { return p; });
 }
 
 // Band b becomes round(scale[b] * p + offset[b]).
 template <int DataType>
-int rescale(ZelOp* op) {
+inline int rescale(ZelOp* op) {
   const auto* scales = static_cast<const float*>(op->getPtrParam(1));
   const auto* offsets = static_cast<const float*>(op->getPtrParam(2));
   if (!scales || !offsets) return 2;
@@ -120,7 +111,7 @@ int rescale(ZelOp* op) {
 // thresholds plus 0.999, truncated, so a fractional low threshold excludes its floor and a
 // fractional high one includes its ceiling.
 template <int DataType>
-int threshold(ZelOp* op) {
+inline int threshold(ZelOp* op) {
   const auto* low = static_cast<const float*>(op->getPtrParam(1));
   const auto* high = static_cast<const float*>(op->getPtrParam(2));
   const auto* map = static_cast<const float*>(op->getPtrParam(3));
@@ -136,7 +127,7 @@ int threshold(ZelOp* op) {
 // null) over the first source's own region; an empty region gives the lowest value as the
 // maximum and the highest as the minimum.
 template <int DataType>
-int extrema(ZelOp* op) {
+inline int extrema(ZelOp* op) {
   ZelImage* image = op->getSrc1();
   if (!is(image, DataType)) return 2;
   auto* maxima = static_cast<float*>(op->getPtrParam(1));
@@ -160,18 +151,9 @@ int extrema(ZelOp* op) {
   return 0;
 }
 
-}  // namespace
-
-int zel_software_copy8(ZelOp* op) {
-  return copy<ZEL_UINT8>(op);
-}
-int zel_software_copy16(ZelOp* op) {
-  return copy<ZEL_INT16>(op);
-}
-
 // Every band of the destination's own region takes its colour: the band's float plus 0.5,
 // truncated, limited to 0..255.
-int zel_software_setvalue8(ZelOp* op) {
+inline int setvalue8(ZelOp* op) {
   ZelImage* dst = op->getDst();
   const auto* values = static_cast<const float*>(op->getPtrParam(1));
   if (!is(dst, ZEL_UINT8) || !values) return 2;
@@ -185,20 +167,13 @@ int zel_software_setvalue8(ZelOp* op) {
 }
 
 // 8-bit values become the same 16-bit values (3 bands).
-int zel_software_convert8to16(ZelOp* op) {
+inline int convert8to16(ZelOp* op) {
   return map_bands<ZEL_UINT8, ZEL_INT16>(op, 3, [](unsigned, long long p) { return p; });
-}
-
-int zel_software_rescale8(ZelOp* op) {
-  return rescale<ZEL_UINT8>(op);
-}
-int zel_software_rescale16(ZelOp* op) {
-  return rescale<ZEL_INT16>(op);
 }
 
 // Destination band j = round(m[j][0] * b0 + m[j][1] * b1 + m[j][2] * b2 + m[j][3]), from a
 // kernel of 3 rows of 4 values (3 bands).
-int zel_software_band_combine16(ZelOp* op) {
+inline int band_combine16(ZelOp* op) {
   const auto* kernel = static_cast<const ZelKernel*>(op->getObjParam(1));
   if (!kernel || kernel->getWidth() != 4 || kernel->getHeight() != 3) return 2;
   const float* m = kernel->getValue();
@@ -218,16 +193,6 @@ int zel_software_band_combine16(ZelOp* op) {
   });
 }
 
-int zel_software_threshold8(ZelOp* op) {
-  return threshold<ZEL_UINT8>(op);
-}
-int zel_software_threshold16(ZelOp* op) {
-  return threshold<ZEL_INT16>(op);
-}
+}  // namespace zel_software
 
-int zel_software_extrema8(ZelOp* op) {
-  return extrema<ZEL_UINT8>(op);
-}
-int zel_software_extrema16(ZelOp* op) {
-  return extrema<ZEL_INT16>(op);
-}
+#endif

@@ -12,31 +12,23 @@
 //   their 16 bits, read back as signed values).
 //
 // A NaN constant has no meaning either: refused. A missing parameter array is refused.
+#ifndef ZEL_SOFTWARE_CONSTANT_H
+#define ZEL_SOFTWARE_CONSTANT_H
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 
-#include "zel.h"
 #include "zel_software.h"
 
-namespace {
-
-long long lowest(int data_type) {
-  return data_type == ZEL_UINT8 ? 0 : -32768;
-}
-long long highest(int data_type) {
-  return data_type == ZEL_UINT8 ? 255 : 32767;
-}
-long long saturate(int data_type, long long value) {
-  return std::clamp(value, lowest(data_type), highest(data_type));
-}
+namespace zel_software {
 
 // dst = f(a, b, band) in every band of every point where the regions of the destination and
 // the sources meet; a from src1, b from src2 (0 for a one-source operation). Point (x, y)
 // is pixel (x + ox, y + oy) of an image with origin (ox, oy).
 template <typename F>
-int pointwise(ZelOp* op, int data_type, int sources, F f) {
+inline int pointwise(ZelOp* op, int data_type, int sources, F f) {
   ZelImage* dst = op->getDst();
   ZelImage* src1 = op->getSrc1();
   ZelImage* src2 = sources == 2 ? op->getSrc2() : nullptr;
@@ -72,7 +64,7 @@ int pointwise(ZelOp* op, int data_type, int sources, F f) {
 
 // The operation's float constants, one per band of the destination; nullptr when missing
 // or when one is NaN.
-const float* float_constants(ZelOp* op) {
+inline const float* float_constants(ZelOp* op) {
   const auto* c = static_cast<const float*>(op->getPtrParam(1));
   if (!c || !op->getDst()) return nullptr;
   for (unsigned band = 0; band < op->getDst()->getBands(); ++band) {
@@ -82,30 +74,30 @@ const float* float_constants(ZelOp* op) {
 }
 
 // Truncated toward zero; beyond the int range the result saturates the same way.
-long long whole(float c) {
+inline long long whole(float c) {
   return static_cast<long long>(
       std::clamp(std::trunc(double(c)), double(INT_MIN), double(INT_MAX)));
 }
 
 // Rounded to nearest, halves away from zero, saturated to the pixel type.
-long long rounded(int data_type, double value) {
+inline long long rounded(int data_type, double value) {
   const double limited =
       std::clamp(value, double(lowest(data_type) - 1), double(highest(data_type) + 1));
   return saturate(data_type, static_cast<long long>(std::round(limited)));
 }
 
-long long add(long long pixel, long long c) {
+inline long long add(long long pixel, long long c) {
   return pixel + c;
 }
-long long subtract(long long pixel, long long c) {
+inline long long subtract(long long pixel, long long c) {
   return pixel - c;
 }
-long long subtract_from(long long pixel, long long c) {
+inline long long subtract_from(long long pixel, long long c) {
   return c - pixel;
 }
 
 template <int Type, long long (*Combine)(long long, long long)>
-int whole_constant(ZelOp* op) {
+inline int whole_constant(ZelOp* op) {
   const float* c = float_constants(op);
   if (!c) return 2;
   return pointwise(op, Type, 1, [c](long long a, long long, unsigned band) {
@@ -114,7 +106,7 @@ int whole_constant(ZelOp* op) {
 }
 
 template <int Type>
-int multiply_constant(ZelOp* op) {
+inline int multiply_constant(ZelOp* op) {
   const float* c = float_constants(op);
   if (!c) return 2;
   return pointwise(op, Type, 1, [c](long long a, long long, unsigned band) {
@@ -125,7 +117,7 @@ int multiply_constant(ZelOp* op) {
 // Division in double precision: p / 0 is an infinity of p's sign (and 0 / 0 is taken as 0),
 // which saturates.
 template <int Type>
-int divide_constant(ZelOp* op) {
+inline int divide_constant(ZelOp* op) {
   const float* c = float_constants(op);
   if (!c) return 2;
   return pointwise(op, Type, 1, [c](long long a, long long, unsigned band) {
@@ -133,26 +125,26 @@ int divide_constant(ZelOp* op) {
   });
 }
 
-long long bit_and(long long a, long long b) {
+inline long long bit_and(long long a, long long b) {
   return a & b;
 }
-long long bit_or(long long a, long long b) {
+inline long long bit_or(long long a, long long b) {
   return a | b;
 }
-long long bit_xor(long long a, long long b) {
+inline long long bit_xor(long long a, long long b) {
   return a ^ b;
 }
 
 // Bits of pixels read as signed 16-bit values combine into signed 16-bit values, so no
 // operation here leaves the pixel range.
 template <int Type, long long (*Combine)(long long, long long)>
-int bitwise_images(ZelOp* op) {
+inline int bitwise_images(ZelOp* op) {
   return pointwise(op, Type, 2,
                    [](long long a, long long b, unsigned) { return Combine(a, b); });
 }
 
 template <int Type, long long (*Combine)(long long, long long)>
-int bitwise_constant(ZelOp* op) {
+inline int bitwise_constant(ZelOp* op) {
   auto* c = static_cast<uint32_t*>(op->getPtrParam(1));
   if (!c || !op->getDst()) return 2;
   for (unsigned band = 0; band < op->getDst()->getBands(); ++band) {
@@ -163,83 +155,12 @@ int bitwise_constant(ZelOp* op) {
 }
 
 template <int Type>
-int bitwise_not(ZelOp* op) {
+inline int bitwise_not(ZelOp* op) {
   return pointwise(op, Type, 1, [](long long a, long long, unsigned) {
     return Type == ZEL_UINT8 ? 255 - a : ~a;
   });
 }
 
-}  // namespace
+}  // namespace zel_software
 
-int zel_software_addconst8(ZelOp* op) {
-  return whole_constant<ZEL_UINT8, add>(op);
-}
-int zel_software_addconst16(ZelOp* op) {
-  return whole_constant<ZEL_INT16, add>(op);
-}
-int zel_software_subtractconst8(ZelOp* op) {
-  return whole_constant<ZEL_UINT8, subtract>(op);
-}
-int zel_software_subtractconst16(ZelOp* op) {
-  return whole_constant<ZEL_INT16, subtract>(op);
-}
-int zel_software_subtractfromconst8(ZelOp* op) {
-  return whole_constant<ZEL_UINT8, subtract_from>(op);
-}
-int zel_software_subtractfromconst16(ZelOp* op) {
-  return whole_constant<ZEL_INT16, subtract_from>(op);
-}
-int zel_software_multiplyconst8(ZelOp* op) {
-  return multiply_constant<ZEL_UINT8>(op);
-}
-int zel_software_multiplyconst16(ZelOp* op) {
-  return multiply_constant<ZEL_INT16>(op);
-}
-int zel_software_divideconst8(ZelOp* op) {
-  return divide_constant<ZEL_UINT8>(op);
-}
-int zel_software_divideconst16(ZelOp* op) {
-  return divide_constant<ZEL_INT16>(op);
-}
-int zel_software_and8(ZelOp* op) {
-  return bitwise_images<ZEL_UINT8, bit_and>(op);
-}
-int zel_software_and16(ZelOp* op) {
-  return bitwise_images<ZEL_INT16, bit_and>(op);
-}
-int zel_software_andconst8(ZelOp* op) {
-  return bitwise_constant<ZEL_UINT8, bit_and>(op);
-}
-int zel_software_andconst16(ZelOp* op) {
-  return bitwise_constant<ZEL_INT16, bit_and>(op);
-}
-int zel_software_or8(ZelOp* op) {
-  return bitwise_images<ZEL_UINT8, bit_or>(op);
-}
-int zel_software_or16(ZelOp* op) {
-  return bitwise_images<ZEL_INT16, bit_or>(op);
-}
-int zel_software_orconst8(ZelOp* op) {
-  return bitwise_constant<ZEL_UINT8, bit_or>(op);
-}
-int zel_software_orconst16(ZelOp* op) {
-  return bitwise_constant<ZEL_INT16, bit_or>(op);
-}
-int zel_software_xor8(ZelOp* op) {
-  return bitwise_images<ZEL_UINT8, bit_xor>(op);
-}
-int zel_software_xor16(ZelOp* op) {
-  return bitwise_images<ZEL_INT16, bit_xor>(op);
-}
-int zel_software_xorconst8(ZelOp* op) {
-  return bitwise_constant<ZEL_UINT8, bit_xor>(op);
-}
-int zel_software_xorconst16(ZelOp* op) {
-  return bitwise_constant<ZEL_INT16, bit_xor>(op);
-}
-int zel_software_not8(ZelOp* op) {
-  return bitwise_not<ZEL_UINT8>(op);
-}
-int zel_software_not16(ZelOp* op) {
-  return bitwise_not<ZEL_INT16>(op);
-}
+#endif
