@@ -48,6 +48,7 @@ const char kUsage[] =
     "  --no-fallback      exit 3 when the device refuses instead of letting the host do it\n"
     "  --trace FILE       write the bus trace (one line per bus transaction) to FILE\n"
     "  --stats            print the processor's counters on stderr, one name=value a line\n"
+    "  -h, --help         this text\n"
     "\n"
     "operation parameters (one value, or one per band; the operations that take them):\n"
     "  --const A[,B,C,D]  constants: addconst*, subtractconst*, subtractfromconst*,\n"
@@ -58,8 +59,7 @@ const char kUsage[] =
     "  --offset A[,B,C,D] rescale8, rescale16: offsets (default 0)\n"
     "  --matrix M         bandCombine16: twelve numbers, three rows of three coefficients\n"
     "                     and an offset: band j = Mj0*b0 + Mj1*b1 + Mj2*b2 + Mj3\n"
-    "  --threshold L,H,M  threshold8, threshold16: pixels from L to H become M\n"
-    "  -h, --help         this text\n";
+    "  --threshold L,H,M  threshold8, threshold16: pixels from L to H become M\n";
 
 int fail(const std::string& reason) {
   std::fprintf(stderr, "kxrun: %s\n", reason.c_str());
