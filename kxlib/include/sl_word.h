@@ -33,6 +33,14 @@ namespace sl {
 inline constexpr uint32_t kMemMax = 32;
 inline constexpr uint32_t kQueueMax = 16;
 
+// A run of `regs` registers as queue words of at most 16: piece(offset, count) for each.
+template <typename Piece>
+constexpr void in_pieces(uint32_t regs, Piece piece) {
+  for (uint32_t o = 0; o < regs; o += kQueueMax) {
+    piece(o, regs - o < kQueueMax ? regs - o : kQueueMax);
+  }
+}
+
 // A memory-reference word: class 1000, count, operation, data type, register; the low bits
 // are 0 (the issue ORs in A & 7) or the index register of an indexed load.
 constexpr uint32_t mem_word(sl_mem_op op, uint32_t type, uint32_t count, uint32_t reg,

@@ -69,12 +69,6 @@ constexpr Plan kExtrema8{SL_T8, SPAM_T8, 1, 1, 16, 11, 12, 28, 60, kFull16, 4, 5
 constexpr Plan kExtrema16{SL_T16, SPAM_T16, 2, 1, 16, 11, 12, 28, 60, kFull16, 4, 58, 90};
 constexpr Plan kExtrema32{SL_T4C, SPAM_T4C, 4, 4, 8, 14, 18, 50, 82, kFull32, 3, 50, 82};
 
-// A run of `regs` registers as queue words of at most 16: piece(offset, count).
-template <typename Piece>
-void in_pieces(uint32_t regs, Piece piece) {
-  for (uint32_t o = 0; o < regs; o += kQueueMax) piece(o, std::min(regs - o, kQueueMax));
-}
-
 void merge(kx_ctx_t* ctx, const Plan& p, uint32_t src, uint32_t pixels) {
   sl_mem_issue(src, mem_word(SL_LD, p.load_type, pixels, p.block), p.flags);
   in_pieces(pixels * p.channels, [&](uint32_t o, uint32_t n) {

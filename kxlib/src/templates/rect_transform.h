@@ -60,12 +60,6 @@ constexpr Layout layout(const Plan& p) {
   return {offsets, channels, accumulator, pixels, pixels + p.chunk * p.regs_per_pixel};
 }
 
-// A run of `regs` elements as queue words of at most 16: piece(offset, count).
-template <typename Piece>
-constexpr void in_pieces(uint32_t regs, Piece piece) {
-  for (uint32_t o = 0; o < regs; o += kQueueMax) piece(o, std::min(regs - o, kQueueMax));
-}
-
 struct ChunkWords {
   uint32_t load;
   uint32_t queue[48];
