@@ -18,10 +18,6 @@ constexpr Format kByteToChannel{kBytes, kChannel, kMemMax};
 constexpr Format kChannelToByte{kChannel, kBytes, kMemMax};
 constexpr Format kFastWordCopy{kWords, kWords, 3 * kMemMax + 22};  // r10..r127
 
-Rect rect(SL_RECT_1SRC_ARGS) {
-  return {dst, dst_stride, width, height, src, src_stride};
-}
-
 // ---- Channel copies: chunk shapes (pixels, destination and source bytes per pixel) and
 // the words of one chunk.
 
@@ -85,10 +81,9 @@ void convert_bytes_to_48c(kx_ctx_t* ctx, uint32_t d, uint32_t s, uint32_t n, boo
 }  // namespace
 
 // Whole-element copies: kernel, format, order, combine.
-#define SL_WHOLE_COPY(name, format, order, combine)                               \
-  void sl_rect_##name(SL_RECT_1SRC_ARGS) {                                        \
-    whole_rows(kx_ctx_get(), format, Order::order,                                \
-               rect(dst, dst_stride, width, height, src, src_stride), combine{}); \
+#define SL_WHOLE_COPY(name, format, order, combine)                                       \
+  void sl_rect_##name(SL_RECT_1SRC_ARGS) {                                                \
+    whole_rows(kx_ctx_get(), format, Order::order, Rect{SL_RECT_1SRC_VALUES}, combine{}); \
   }
 SL_WHOLE_COPY(copy_16, kHalfwordCopy, forward, Plain)
 SL_WHOLE_COPY(copy_32, kWordCopy, forward, Plain)
@@ -105,9 +100,9 @@ SL_WHOLE_COPY(copy_32c_8, kChannelToByte, forward, Plain)
 #undef SL_WHOLE_COPY
 
 // Byte copies: words in the middle of long rows forward, packed bytes backward.
-#define SL_BYTE_COPY(name, walk, combine)                                                 \
-  void sl_rect_##name(SL_RECT_1SRC_ARGS) {                                                \
-    walk(kx_ctx_get(), rect(dst, dst_stride, width, height, src, src_stride), combine{}); \
+#define SL_BYTE_COPY(name, walk, combine)                     \
+  void sl_rect_##name(SL_RECT_1SRC_ARGS) {                    \
+    walk(kx_ctx_get(), Rect{SL_RECT_1SRC_VALUES}, combine{}); \
   }
 SL_BYTE_COPY(copy_8, byte_rows, Plain)
 SL_BYTE_COPY(copy_8_rop, byte_rows, RasterOp)
@@ -116,18 +111,15 @@ SL_BYTE_COPY(copyrl_8_rop, packed_rows_backward, RasterOp)
 #undef SL_BYTE_COPY
 
 void sl_rect_copy_48c_16(SL_RECT_1SRC_ARGS) {
-  chunk_rows(kx_ctx_get(), k48cTo16, rect(dst, dst_stride, width, height, src, src_stride),
-             channel_48c_to_16);
+  chunk_rows(kx_ctx_get(), k48cTo16, Rect{SL_RECT_1SRC_VALUES}, channel_48c_to_16);
 }
 
 void sl_rect_copy_16_48c(SL_RECT_1SRC_ARGS) {
   kx_ctx_t* ctx = kx_ctx_get();
   sl_reg_set(ctx, 2, kThirdSlots);
-  chunk_rows(ctx, k16To48c, rect(dst, dst_stride, width, height, src, src_stride),
-             channel_16_to_48c);
+  chunk_rows(ctx, k16To48c, Rect{SL_RECT_1SRC_VALUES}, channel_16_to_48c);
 }
 
 void sl_rect_convert_8_16_3(SL_RECT_1SRC_ARGS) {
-  chunk_rows(kx_ctx_get(), kBytesTo48c, rect(dst, dst_stride, width, height, src, src_stride),
-             convert_bytes_to_48c);
+  chunk_rows(kx_ctx_get(), kBytesTo48c, Rect{SL_RECT_1SRC_VALUES}, convert_bytes_to_48c);
 }

@@ -26,33 +26,30 @@ static_assert(layout(kTrf8_8).end <= 128 && layout(kTrf16_16).end <= 128);
 static_assert(layout(kTrf24_32).end <= 128 && layout(kTrf32_32).end <= 128);
 static_assert(layout(kTrf16_16_3).end <= 128);
 
-Rect rect(SL_RECT_1SRC_ARGS) {
-  return {dst, dst_stride, width, height, src, src_stride};
-}
-
 }  // namespace
 }  // namespace sl::transform
 
+using namespace sl;
 using namespace sl::transform;
 
 void sl_rect_trf8_8(SL_RECT_1SRC_ARGS, int32_t scale, int32_t offset) {
   const int32_t coefficients[2] = {scale, offset};
-  walk(kTrf8_8, rect(dst, dst_stride, width, height, src, src_stride), coefficients);
+  walk(kTrf8_8, Rect{SL_RECT_1SRC_VALUES}, coefficients);
 }
 
 void sl_rect_trf16_16(SL_RECT_1SRC_ARGS, int32_t scale, int32_t offset) {
   const int32_t coefficients[2] = {scale, offset};
-  walk(kTrf16_16, rect(dst, dst_stride, width, height, src, src_stride), coefficients);
+  walk(kTrf16_16, Rect{SL_RECT_1SRC_VALUES}, coefficients);
 }
 
 void sl_rect_trf24_32(SL_RECT_1SRC_ARGS, const int32_t* coefficients) {
-  walk(kTrf24_32, rect(dst, dst_stride, width, height, src, src_stride), coefficients);
+  walk(kTrf24_32, Rect{SL_RECT_1SRC_VALUES}, coefficients);
 }
 
 void sl_rect_trf32_32(SL_RECT_1SRC_ARGS, const int32_t* coefficients) {
-  walk(kTrf32_32, rect(dst, dst_stride, width, height, src, src_stride), coefficients);
+  walk(kTrf32_32, Rect{SL_RECT_1SRC_VALUES}, coefficients);
 }
 
 void sl_rect_trf16_16_3(SL_RECT_1SRC_ARGS, const int32_t* coefficients) {
-  walk(kTrf16_16_3, rect(dst, dst_stride, width, height, src, src_stride), coefficients);
+  walk(kTrf16_16_3, Rect{SL_RECT_1SRC_VALUES}, coefficients);
 }

@@ -15,6 +15,7 @@
 #include "kx_X_page.h"
 #include "sl_ctx.h"
 #include "sl_word.h"
+#include "templates/rect.h"
 
 namespace sl::copy {
 
@@ -60,15 +61,6 @@ struct RasterOp {
     sl_mem_issue(d, mem_word(SL_LD, side.type, n, kDstReg), side.flags);
     rop_words(ctx, kCopyReg, kCopyReg, kDstReg, regs);
   }
-};
-
-struct Rect {
-  uint32_t dst;
-  int32_t dst_stride;
-  int32_t width;
-  int32_t height;
-  uint32_t src;
-  int32_t src_stride;
 };
 
 // Backward copies serve overlapping areas whose destination lies after the source: the

@@ -22,6 +22,7 @@
 #include "sl_ctx.h"
 #include "sl_saturate.h"
 #include "sl_word.h"
+#include "templates/rect.h"
 
 namespace sl::transform {
 
@@ -122,15 +123,6 @@ inline void load_coefficients(kx_ctx_t* ctx, const Plan& p, const int32_t* given
     });
   }
 }
-
-struct Rect {
-  uint32_t dst;
-  int32_t dst_stride;
-  int32_t width;
-  int32_t height;
-  uint32_t src;
-  int32_t src_stride;
-};
 
 inline void issue_chunk(kx_ctx_t* ctx, const Plan& p, const ChunkWords& w, uint32_t d,
                         uint32_t s) {
