@@ -4,6 +4,8 @@
 #include <cfloat>
 #include <cmath>
 
+#include "sl_saturate.h"
+
 namespace {
 
 // One entry per byte of a 4-byte pixel (entry 0 alone for 1-band and 16-bit images).
@@ -15,8 +17,7 @@ struct Table {
 // Truncation toward zero, saturated to the int32 range; false for NaN.
 bool truncated(float f, int32_t* out) {
   if (std::isnan(f)) return false;
-  const double t = std::trunc(double(f));
-  *out = t >= 2147483647.0 ? INT32_MAX : t <= -2147483648.0 ? INT32_MIN : int32_t(t);
+  *out = sl::truncate_saturate(f);
   return true;
 }
 

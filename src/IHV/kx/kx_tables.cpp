@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "sl_saturate.h"
+
 namespace {
 
 constexpr double kLargest = 2147483647.0, kSmallest = -2147483648.0;
@@ -13,7 +15,7 @@ constexpr double kLargest = 2147483647.0, kSmallest = -2147483648.0;
 // or, with `whole`, anything at all.
 bool truncate32(double v, bool whole, int32_t* out) {
   const bool fits = v >= kSmallest && v <= kLargest;  // false for NaN
-  *out = fits ? int32_t(v) : v > 0 ? INT32_MAX : v < 0 ? INT32_MIN : 0;
+  *out = sl::truncate_saturate(v);
   return fits && (!whole || std::trunc(v) == v);
 }
 
