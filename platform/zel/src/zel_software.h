@@ -5,6 +5,8 @@
 #define ZEL_SOFTWARE_H
 
 #include <algorithm>
+#include <climits>
+#include <cmath>
 
 #include "zel.h"
 
@@ -18,6 +20,13 @@ inline long long highest(int data_type) {
 }
 inline long long saturate(int data_type, long long value) {
   return std::clamp(value, lowest(data_type), highest(data_type));
+}
+
+// Truncation toward zero, limited to the int range (NaN gives 0): a plain conversion of an
+// out-of-range value would be undefined.
+inline long long truncate_to_int(double value) {
+  if (std::isnan(value)) return 0;
+  return static_cast<long long>(std::clamp(value, double(INT_MIN), double(INT_MAX)));
 }
 
 }  // namespace zel_software

@@ -73,12 +73,6 @@ inline const float* float_constants(ZelOp* op) {
   return c;
 }
 
-// Truncated toward zero; beyond the int range the result saturates the same way.
-inline long long whole(float c) {
-  return static_cast<long long>(
-      std::clamp(std::trunc(double(c)), double(INT_MIN), double(INT_MAX)));
-}
-
 // Rounded to nearest, halves away from zero, saturated to the pixel type.
 inline long long rounded(int data_type, double value) {
   const double limited =
@@ -101,7 +95,7 @@ inline int whole_constant(ZelOp* op) {
   const float* c = float_constants(op);
   if (!c) return 2;
   return pointwise(op, Type, 1, [c](long long a, long long, unsigned band) {
-    return saturate(Type, Combine(a, whole(c[band])));
+    return saturate(Type, Combine(a, truncate_to_int(c[band])));
   });
 }
 

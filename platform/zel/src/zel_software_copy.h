@@ -11,13 +11,6 @@
 
 namespace zel_software {
 
-// Truncation toward zero, limited to the int range (NaN gives 0): a plain conversion of an
-// out-of-range value would be undefined.
-inline long long truncate_to_int(double value) {
-  if (std::isnan(value)) return 0;
-  return static_cast<long long>(std::clamp(value, double(INT_MIN), double(INT_MAX)));
-}
-
 // Round to nearest (halves up), saturated to the pixel type; NaN gives 0.
 inline long long round_to_pixel(int data_type, double value) {
   if (std::isnan(value)) return 0;
