@@ -13,6 +13,7 @@
 #include "sl_kernels.h"
 #include "sl_saturate.h"
 #include "sl_word.h"
+#include "templates/rect.h"
 
 namespace sl::threshold {
 namespace {
@@ -71,18 +72,14 @@ void mapthresh(const Plan& p, SL_RECT_1SRC_ARGS, const float* low, const float* 
   kx_ctx_store64(ctx, sl_ctx_reg(kLow), uint32_t(lo), uint32_t(hi));
   if (width <= 0 || height <= 0) return;
 
-  const uint32_t w = uint32_t(width);
   const ChunkWords full = chunk_words(p, kChunk);
-  const ChunkWords tail = chunk_words(p, std::max(w % kChunk, 1u));
-  const uint32_t chunk_bytes = kChunk * p.bytes_per_pixel;
-  for (int32_t row = 0; row < height; ++row) {
-    uint32_t d = dst + uint32_t(row) * uint32_t(dst_stride);
-    uint32_t s = src + uint32_t(row) * uint32_t(src_stride);
-    for (uint32_t x = kChunk; x <= w; x += kChunk, d += chunk_bytes, s += chunk_bytes) {
-      issue(ctx, p, full, d, s);
-    }
-    if (w % kChunk) issue(ctx, p, tail, d, s);
-  }
+  const ChunkWords tail = chunk_words(p, std::max(uint32_t(width) % kChunk, 1u));
+  for_rows(Rect{SL_RECT_1SRC_VALUES}, Order::forward, [&](uint32_t d, uint32_t s) {
+    for_chunks(uint32_t(width), kChunk, Order::forward, [&](uint32_t x, uint32_t n, bool) {
+      const uint32_t offset = x * p.bytes_per_pixel;
+      issue(ctx, p, n == kChunk ? full : tail, d + offset, s + offset);
+    });
+  });
 }
 
 }  // namespace

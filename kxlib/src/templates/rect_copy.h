@@ -63,37 +63,6 @@ struct RasterOp {
   }
 };
 
-// Backward copies serve overlapping areas whose destination lies after the source: the
-// last row first, and within a row the chunks from the right end leftwards.
-enum class Order { forward, backward };
-
-template <typename Row>
-void for_rows(const Rect& r, Order order, Row row) {
-  if (r.width <= 0 || r.height <= 0) return;
-  for (int32_t i = 0; i < r.height; ++i) {
-    const uint32_t k = uint32_t(order == Order::forward ? i : r.height - 1 - i);
-    row(r.dst + k * uint32_t(r.dst_stride), r.src + k * uint32_t(r.src_stride));
-  }
-}
-
-// emit(x, n, ends_row) for pixels x .. x + n - 1 of a row, in chunks of `chunk`. Backward,
-// the chunks start at the right end, so the leftmost one holds the remainder.
-template <typename Emit>
-void for_chunks(uint32_t width, uint32_t chunk, Order order, Emit emit) {
-  if (order == Order::forward) {
-    for (uint32_t x = 0; x < width; x += chunk) {
-      const uint32_t n = std::min(chunk, width - x);
-      emit(x, n, x + n == width);
-    }
-    return;
-  }
-  for (uint32_t end = width; end > 0;) {
-    const uint32_t n = std::min(chunk, end);
-    end -= n;
-    emit(end, n, end + n == width);
-  }
-}
-
 // One step of whole elements: all loads (runs of 32 into r10, r42, r74, r106), the combine
 // (single-run steps only), then all stores from the same registers.
 template <typename Combine>

@@ -135,18 +135,14 @@ inline void walk(const Plan& p, Rect r, const int32_t* coefficients) {
   kx_ctx_t* ctx = kx_ctx_get();
   load_coefficients(ctx, p, coefficients);
   if (r.width <= 0 || r.height <= 0) return;
-  const uint32_t width = uint32_t(r.width);
   const ChunkWords full = chunk_words(p, p.chunk);
-  const ChunkWords tail = chunk_words(p, std::max(width % p.chunk, 1u));
-  const uint32_t chunk_bytes = p.chunk * p.bytes_per_pixel;
-  for (int32_t row = 0; row < r.height; ++row) {
-    uint32_t d = r.dst + uint32_t(row) * uint32_t(r.dst_stride);
-    uint32_t s = r.src + uint32_t(row) * uint32_t(r.src_stride);
-    for (uint32_t x = p.chunk; x <= width; x += p.chunk, d += chunk_bytes, s += chunk_bytes) {
-      issue_chunk(ctx, p, full, d, s);
-    }
-    if (width % p.chunk) issue_chunk(ctx, p, tail, d, s);
-  }
+  const ChunkWords tail = chunk_words(p, std::max(uint32_t(r.width) % p.chunk, 1u));
+  for_rows(r, Order::forward, [&](uint32_t d, uint32_t s) {
+    for_chunks(uint32_t(r.width), p.chunk, Order::forward, [&](uint32_t x, uint32_t n, bool) {
+      const uint32_t offset = x * p.bytes_per_pixel;
+      issue_chunk(ctx, p, n == p.chunk ? full : tail, d + offset, s + offset);
+    });
+  });
 }
 
 }  // namespace sl::transform
