@@ -15,13 +15,6 @@ class Devices : public testing::Test {
   void SetUp() override { kxm::configure({}); }
   void TearDown() override { kxm::configure({}); }
 
-  template <typename Change>
-  static void configure(Change change) {
-    kxm::Config config;
-    change(config);
-    kxm::configure(config);
-  }
-
   static void* map_device(int fd, uint64_t offset, size_t length, int flags = MAP_PRIVATE) {
     return kx_sys_mmap(nullptr, length, PROT_READ | PROT_WRITE, flags, fd, off_t(offset));
   }
@@ -66,7 +59,7 @@ TEST_F(Devices, KxOpenHandlesAreModelDescriptorsApartFromLibkxsOwn) {
 
 TEST_F(Devices, WithoutAProcessorNothingOpens) {
   const int own = kx_fd_get();
-  configure([](kxm::Config& c) { c.processor = false; });
+  kxm::configure({.processor = false});
   EXPECT_EQ(kx_open(), -1);
   EXPECT_EQ(kx_ctx_get(), nullptr);
   EXPECT_EQ(kx_fd_get(), -1);
@@ -79,33 +72,33 @@ TEST_F(Devices, WithoutAProcessorNothingOpens) {
 
 TEST_F(Devices, EachKnobFailsItsCall) {
   Pages pages(1);
-  configure([](kxm::Config& c) { c.alias_maps = false; });
+  kxm::configure({.alias_maps = false});
   errno = 0;
   EXPECT_EQ(alias_map(pages.memory, kPage), MAP_FAILED);
   EXPECT_EQ(errno, ENOMEM);
 
-  configure([](kxm::Config& c) { c.bounds_request = false; });
+  kxm::configure({.bounds_request = false});
   uint32_t pair[2] = {0x10001000, 0x1000};
   EXPECT_EQ(kx_sys_ioctl(kx_fd_get(), KX_SYS_BOUNDS_REQUEST, pair), -1);
   EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(kxm::bounds().requests, 0);
 
-  configure([](kxm::Config& c) { c.cmem_device = false; });
+  kxm::configure({.cmem_device = false});
   EXPECT_EQ(kx_sys_open(KX_SYS_CMEM_PATH, O_RDWR), -1);
   EXPECT_EQ(errno, ENOENT);
 
-  configure([](kxm::Config& c) { c.cmem_alloc = false; });
+  kxm::configure({.cmem_alloc = false});
   const int cmem = kx_sys_open(KX_SYS_CMEM_PATH, O_RDWR);
   ASSERT_GE(cmem, 0);
   uint32_t record[3] = {kPage, 0, 0};
   EXPECT_EQ(kx_sys_ioctl(cmem, KX_SYS_CMEM_ALLOC, record), -1);
   EXPECT_EQ(errno, ENOMEM);
 
-  configure([](kxm::Config& c) { c.cmem_maps = false; });
+  kxm::configure({.cmem_maps = false});
   const uint32_t offset = allocate(cmem, kPage);
   EXPECT_EQ(map_device(cmem, offset, kPage, MAP_SHARED), MAP_FAILED);
 
-  configure([](kxm::Config& c) { c.cmem_unmaps = false; });
+  kxm::configure({.cmem_unmaps = false});
   void* memory = map_device(cmem, offset, kPage, MAP_SHARED);
   ASSERT_NE(memory, MAP_FAILED);
   EXPECT_EQ(kx_sys_munmap(memory, kPage), -1);
@@ -158,27 +151,24 @@ TEST_F(Devices, CmemMemoryIsZeroedAlignedAndFreedOnceUnmappedAndClosed) {
 }
 
 TEST_F(Devices, AliasMappingsAreSeparatedByAnUnmappedPage) {
-  Pages one(2), two(1);
-  const uint32_t a = value(alias_map(one.memory, one.size));
-  const uint32_t b = value(alias_map(two.memory, two.size));
+  AliasedBuffer one(2), two(1);
+  const uint32_t a = one.alias(), b = two.alias();
   for (const uint32_t alias : {a, b}) {
     EXPECT_GE(alias, 0x10000000u);
     EXPECT_LT(alias, 0xF0000000u);
     EXPECT_EQ(alias % kPage, 0u);
   }
-  EXPECT_EQ(kxm::host_of(a + kPage + 5), one.memory + kPage + 5);
-  EXPECT_EQ(kxm::alias_of(two.memory + 7), b + 7);
+  EXPECT_EQ(kxm::host_of(a + kPage + 5), one.host() + kPage + 5);
+  EXPECT_EQ(kxm::alias_of(two.host() + 7), b + 7);
   EXPECT_EQ(kxm::host_of(a + 2 * kPage), nullptr);
   EXPECT_EQ(kxm::host_of(b + kPage), nullptr);
   EXPECT_EQ(kxm::host_of(b - 1), nullptr);
-  EXPECT_EQ(alias_map(one.memory + 0x123, 16), MAP_FAILED);  // offset not page aligned
-  EXPECT_EQ(kx_sys_munmap(pointer(a), one.size), 0);
-  EXPECT_EQ(kx_sys_munmap(pointer(b), two.size), 0);
+  EXPECT_EQ(alias_map(one.host() + 0x123, 16), MAP_FAILED);  // offset not page aligned
 }
 
 TEST_F(Devices, FreedAliasRangesAreReusedAndStillSeparated) {
-  Pages pages(256), kept(1);
-  const uint32_t neighbour = value(alias_map(kept.memory, kept.size));
+  Pages pages(256);
+  AliasedBuffer kept(1);
   const int before = kxm::alias_mappings();
   std::set<uint32_t> seen;
   for (int i = 0; i < 8000; ++i) {  // twice round the alias space, past the kept mapping
@@ -192,8 +182,7 @@ TEST_F(Devices, FreedAliasRangesAreReusedAndStillSeparated) {
   }
   EXPECT_LT(seen.size(), 8000u);
   EXPECT_EQ(kxm::alias_mappings(), before);
-  EXPECT_EQ(kxm::host_of(neighbour), kept.memory);
-  EXPECT_EQ(kx_sys_munmap(pointer(neighbour), kept.size), 0);
+  EXPECT_EQ(kxm::host_of(kept.alias()), kept.host());
 }
 
 TEST_F(Devices, UnmappingSomePagesKeepsTheRest) {
@@ -210,7 +199,7 @@ TEST_F(Devices, UnmappingSomePagesKeepsTheRest) {
 }
 
 TEST_F(Devices, UnmappingAnAliasWaitsForTheProcessor) {
-  configure([](kxm::Config& c) { c.deferred = true; });
+  kxm::configure({.deferred = true});
   Pages pages(1);
   pages.memory[0] = 0;
   const uint32_t a = value(alias_map(pages.memory, pages.size));
@@ -223,28 +212,22 @@ TEST_F(Devices, UnmappingAnAliasWaitsForTheProcessor) {
 }
 
 TEST_F(Devices, ReconfiguringKeepsMappingsAllocationsAndDescriptors) {
-  Pages pages(1);
-  const uint32_t a = value(alias_map(pages.memory, pages.size));
+  AliasedBuffer pages(1);
   const int cmem = kx_sys_open(KX_SYS_CMEM_PATH, O_RDWR);
   allocate(cmem, kPage);
   const int open = kxm::open_devices();
-  configure([](kxm::Config& c) { c.deferred = true; });
-  EXPECT_EQ(kxm::host_of(a), pages.memory);
+  kxm::configure({.deferred = true});
+  EXPECT_EQ(kxm::host_of(pages.alias()), pages.host());
   EXPECT_EQ(kxm::open_devices(), open);
   EXPECT_EQ(kxm::cmem_allocations(), 1);
   EXPECT_EQ(kx_sys_close(cmem), 0);
-  EXPECT_EQ(kx_sys_munmap(pointer(a), pages.size), 0);
 }
 
-TEST_F(Devices, PageSizeComesFromTheConfigurationWhenSet) {
-  const long real = sysconf(_SC_PAGESIZE);
-  EXPECT_EQ(kx_sys_sysconf(_SC_PAGESIZE), real);
-  configure([](kxm::Config& c) { c.page_size = 16384; });
+TEST_F(Devices, CallsBesidesTheDevicesAndAConfiguredPageSizeReachTheSystem) {
+  EXPECT_EQ(kx_sys_sysconf(_SC_PAGESIZE), sysconf(_SC_PAGESIZE));
+  kxm::configure({.page_size = 16384});
   EXPECT_EQ(kx_sys_sysconf(_SC_PAGESIZE), 16384);
   EXPECT_EQ(kx_sys_sysconf(_SC_NPROCESSORS_CONF), sysconf(_SC_NPROCESSORS_CONF));
-}
-
-TEST_F(Devices, EverythingElseReachesTheSystem) {
   const int open = kxm::open_devices();
   const int fd = kx_sys_open("/dev/null", O_RDONLY);
   ASSERT_GE(fd, 0);

@@ -10,7 +10,7 @@ namespace {
 using Faults = LenientMachine;
 using Kinds = std::vector<std::string>;
 
-TEST_F(Faults, RunAcrossAPageFaultsAndWritesNothing) {
+TEST_F(Faults, RunAcrossAPageFaultsAndWritesNothingWhileRunsEndingOnItsLastByteAreWhole) {
   set(10, 0xFF);
   run(queue(0xB, 0b111, 16, 10, 0, 10));
   run(queue(0xB, 0b111, 16, 26, 0, 10));
@@ -19,33 +19,26 @@ TEST_F(Faults, RunAcrossAPageFaultsAndWritesNothing) {
   EXPECT_EQ(kxm::faults()[0].address, at(kPage - 16));
   for (uint32_t i = kPage - 16; i < kPage + 16; ++i) ASSERT_EQ(host[i], 0) << i;
   EXPECT_FALSE(kxm::write_occurred());
-}
-
-TEST_F(Faults, RunEndingOnTheLastByteOfAPageIsWhole) {
-  issue(mem(ST8, T8, 32, 0), at(kPage - 32));
+  issue(mem(ST8, T8, 32, 0), at(kPage - 32));         // runs ending on the last byte are whole
   issue(mem(LD, T32C, 32, 10), at(kPage - 128 + 3));  // last byte 0xfff
   issue(mem(LD, T4C, 2, 10), at(kPage - 8));
-  EXPECT_EQ(kxm::counters().faults, 0u);
+  EXPECT_EQ(kxm::counters().faults, 1u);
   issue(mem(LD, T16, 4, 10), at(kPage - 7));  // its last byte starts the next page
-  EXPECT_EQ(fault_kinds(), Kinds{"page-crossing"});
+  EXPECT_EQ(fault_kinds(), (Kinds{"page-crossing", "page-crossing"}));
 }
 
-TEST_F(Faults, AccessOutsideTheMappingIsUnaliased) {
+TEST_F(Faults, AccessesOutsideTheMappingAndIndexedElementsAcrossPagesAreUnaliased) {
   issue(mem(ST1, T8, 1, 0), at(kPages * kPage));  // the guard page after the mapping
   issue(mem(LD, T8, 1, 10), alias - kPage);       // the page before it
   issue(mem(LD, T8, 1, 10), 0x00000008);
   EXPECT_EQ(fault_kinds(), (Kinds{"unaliased", "unaliased", "unaliased"}));
-}
-
-TEST_F(Faults, IndexedLoadWithAnUnaliasedElementLoadsNothing) {
-  host[0] = 9;
+  host[0] = 9;  // an indexed load with one unaliased element loads nothing
   set(20, 0), set(21, kPages * kPage), set(30, 0x77), set(31, 0x77);
   issue(mem(LD, T8, 2, 30) | 20, at(0));
-  EXPECT_EQ(fault_kinds(), Kinds{"unaliased"});
   EXPECT_EQ(get(30), 0x77u);
   set(21, kPage - 1);  // a 16-bit element across a page boundary
   issue(mem(LD, T16R, 2, 30) | 20, at(0));
-  EXPECT_EQ(kxm::counters().faults, 2u);
+  EXPECT_EQ(fault_kinds(), Kinds(5, "unaliased"));
 }
 
 TEST_F(Faults, UndefinedEncodingsAreRefusedWholesale) {
@@ -61,8 +54,7 @@ TEST_F(Faults, UndefinedEncodingsAreRefusedWholesale) {
       mem(ST1, T8, 1, 10) | 0x10,                       // an indexed store
       mem(LD, T4C, 1, 10) | 0x10,                       // an indexed four-channel load
   };
-  set(10, 0xAB);
-  set(16, 0);
+  set(10, 0xAB), set(16, 0);
   for (const uint32_t word : memory_words) issue(word, at(0));
   EXPECT_EQ(host[0], 0);
   const uint32_t queue_words[] = {
@@ -129,9 +121,7 @@ TEST(FaultReports, StrictModeCallsTheHookAtOnceAndLenientModeOnlyCounts) {
   EXPECT_EQ(reported[0].word, 0x50000000u);
   EXPECT_NE(reported[0].message.find("0x50000000"), std::string::npos);
 
-  kxm::Config lenient;
-  lenient.strict = false;
-  kxm::configure(lenient);
+  kxm::configure({.strict = false});
   kx_ctx_store32(ctx, 0x020, 0x50000000);
   kx_alias_store32(4, 0);
   EXPECT_EQ(reported.size(), 1u);

@@ -3,41 +3,22 @@
 #define KX_TESTS_MODEL_FIXTURE_H
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "kx.h"
 #include "kx_model.h"
 #include "kx_sys.h"
+#include "kx_test_support.h"
 
 namespace kxtest {
 
 // Memory operations and data types (docs/kx-isa.md 3.2 to 3.5).
-enum Op : unsigned {
-  ST0 = 0,
-  ST1 = 1,
-  ST2 = 2,
-  ST3 = 3,
-  OP4 = 4,
-  OP5 = 5,
-  ST8 = 8,
-  FILL = 9,
-  LD = 10
-};
-enum Type : unsigned {
-  T8 = 0x00,
-  T4C = 0x08,
-  T32C = 0x10,
-  T16R = 0x18,
-  T32 = 0x1B,
-  T16 = 0x1C,
-  T8P = 0x1F
-};
+enum Op { ST0, ST1, ST2, ST3, OP4, OP5, ST8 = 8, FILL, LD };
+enum Type { T8, T4C = 0x08, T32C = 0x10, T16R = 0x18, T32 = 0x1B, T16 = 0x1C, T8P = 0x1F };
 
 // A memory-reference word without its low address bits.
 constexpr uint32_t mem(Op op, unsigned type, int n, int reg) {
@@ -62,25 +43,14 @@ class Machine : public testing::Test {
     kxm::configure(machine());
     ctx = kx_ctx_get();
     ASSERT_NE(ctx, nullptr);
-    host = static_cast<uint8_t*>(std::aligned_alloc(kPage, kPages * kPage));
-    std::memset(host, 0, kPages * kPage);
-    alias = map(host, kPages * kPage);
+    buffer.emplace(kPages);
+    host = buffer->host();
+    alias = buffer->alias();
+    ASSERT_NE(alias, 0u);
   }
-
   void TearDown() override {
     kxm::drain();
-    unmap(alias, kPages * kPage);
-    std::free(host);
-  }
-
-  static uint32_t map(void* memory, size_t length) {
-    void* mapped = kx_sys_mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE,
-                               kx_fd_get(), off_t(reinterpret_cast<uintptr_t>(memory)));
-    EXPECT_NE(mapped, MAP_FAILED);
-    return uint32_t(reinterpret_cast<uintptr_t>(mapped));
-  }
-  static void unmap(uint32_t address, size_t length) {
-    EXPECT_EQ(kx_sys_munmap(reinterpret_cast<void*>(uintptr_t{address}), length), 0);
+    buffer.reset();
   }
 
   // The three issue paths.
@@ -88,9 +58,20 @@ class Machine : public testing::Test {
   void run(uint32_t word) { kx_ctx_store32(ctx, 0x020, word); }
   void set(int n, uint32_t value) { kx_ctx_store32(ctx, 0x300 + 4 * uint32_t(n), value); }
   uint32_t get(int n) { return kx_ctx_load32(ctx, 0x300 + 4 * uint32_t(n)); }
-  int32_t get_signed(int n) { return int32_t(get(n)); }
 
   uint32_t at(uint32_t offset) const { return alias + offset; }
+
+  // Registers first .. first + n - 1 and host bytes offset .. offset + n - 1, as lists.
+  using Words = std::vector<uint32_t>;
+  using Bytes = std::vector<uint8_t>;
+  Words regs(int first, int n) {
+    Words values;
+    for (int i = 0; i < n; ++i) values.push_back(get(first + i));
+    return values;
+  }
+  Bytes bytes(uint32_t offset, size_t n) const {
+    return Bytes(host + offset, host + offset + n);
+  }
 
   static std::vector<std::string> fault_kinds() {
     std::vector<std::string> kinds;
@@ -99,6 +80,7 @@ class Machine : public testing::Test {
   }
 
   kx_ctx_t* ctx = nullptr;
+  std::optional<AliasedBuffer> buffer;
   uint8_t* host = nullptr;
   uint32_t alias = 0;
 };
@@ -106,11 +88,7 @@ class Machine : public testing::Test {
 // A machine that counts faults instead of reporting them.
 class LenientMachine : public Machine {
  protected:
-  kxm::Config machine() override {
-    kxm::Config config;
-    config.strict = false;
-    return config;
-  }
+  kxm::Config machine() override { return {.strict = false}; }
 };
 
 }  // namespace kxtest

@@ -1,7 +1,6 @@
 // The plug-in entry, the device object and registration.
 #include <algorithm>
 
-#include "ZelDeviceComputeTypeKX.h"
 #include "plugin_test.h"
 
 namespace {

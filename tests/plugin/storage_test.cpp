@@ -1,6 +1,7 @@
 // Storage services: records with child offsets folded in, copies between storage kinds and
 // the child checks.
 #include <cstring>
+#include <numeric>
 #include <set>
 
 #include "kx_utils.h"
@@ -9,10 +10,6 @@
 namespace {
 
 using Storage = PluginTest;
-
-__ZelKXStorage* record(ZelImage* image, const char* name = "kx") {
-  return static_cast<__ZelKXStorage*>(image->getStorage(name));
-}
 
 TEST_F(Storage, ImagesThatAreNotChildrenGetTheHostsOwnRecord) {
   ZelImage* plain = image(8, 8, 1, ZEL_UINT8);
@@ -85,10 +82,9 @@ TEST_F(Storage, PackedThreeBandImagesCopyBothWays) {
   auto* memory = static_cast<__ZelMemoryStorage*>(picture->getStorage("memory"));
   for (int i = 0; i < 30; ++i) memory->host_address[i] = uint8_t(100 + i);
   copyMemory2KX(record(picture), memory, picture);
-  for (unsigned x = 0; x < 10; ++x) {
-    for (unsigned b = 0; b < 3; ++b)
-      EXPECT_EQ(picture->getPixel(x, 0, b), int(100 + 3 * x + b));
-  }
+  std::vector<int> want(30);
+  std::iota(want.begin(), want.end(), 100);
+  EXPECT_EQ(pixels(picture), want);
   std::memset(memory->host_address, 0, 30);
   copyKX2Memory(record(picture), memory, picture);
   EXPECT_EQ(memory->host_address[29], 129);
@@ -116,12 +112,9 @@ TEST_F(Storage, PaddedImagesCopyElementByElement) {
 TEST_F(Storage, ContiguousCopyMovesWholePackedImagesOnTheProcessor) {
   for (int type : {ZEL_UINT8, ZEL_INT16}) {
     for (unsigned bands : {1u, 3u, 4u}) {
-      ZelImage* picture = image(37, 5, bands, type);
-      for (unsigned y = 0; y < 5; ++y) {
-        for (unsigned x = 0; x < 37; ++x) {
-          for (unsigned b = 0; b < bands; ++b) picture->setPixel(x, y, b, int(x * 5 + y + b));
-        }
-      }
+      ZelImage* picture = filled(37, 5, bands, type, [](unsigned x, unsigned y, unsigned b) {
+        return int(x * 5 + y + b);
+      });
       ASSERT_TRUE(picture->addStorage("ckx"));
       __ZelKXStorage* ckx = record(picture, "ckx");
       copyKX2Ckx(record(picture), ckx, picture);
