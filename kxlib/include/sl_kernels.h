@@ -81,8 +81,7 @@ void sl_rect_fill_32_rop(SL_RECT_FILL_ARGS);
 void sl_rect_fill_32c_rop(SL_RECT_FILL_ARGS);
 // Bitmaps: `dst` is the 32-bit word holding the row's first bit, `x` the rectangle's left
 // edge in bits from that word's most significant bit; width in bits.
-void sl_rect_fill_1(uint32_t dst, int32_t x, int32_t dst_stride, int32_t width,
-                    int32_t height);
+void sl_rect_fill_1(uint32_t dst, int32_t x, int32_t dst_stride, int32_t width, int32_t height);
 void sl_rect_fill_1_rop(uint32_t dst, int32_t x, int32_t dst_stride, int32_t width,
                         int32_t height);
 void sl_span_fill_8(uint32_t dst, int32_t count);
@@ -104,6 +103,53 @@ void sl_rect_trf16_16(SL_RECT_1SRC_ARGS, int32_t scale, int32_t offset);
 void sl_rect_trf24_32(SL_RECT_1SRC_ARGS, const int32_t* coefficients);
 void sl_rect_trf32_32(SL_RECT_1SRC_ARGS, const int32_t* coefficients);
 void sl_rect_trf16_16_3(SL_RECT_1SRC_ARGS, const int32_t* coefficients);
+
+// Lookups: each pixel of the source indexes a table in processor-addressable memory at an
+// 8-aligned alias address `table`; the processor fetches the entries itself. In the name, the
+// source's bits, then the entry's: `lut8_16` maps 8-bit pixels through 256 16-bit entries.
+// Entries are stored as the destination's elements (16-bit entries unsigned, so values of
+// 0x8000 and above survive). 16-bit sources index by their value taken as unsigned (-1 reads
+// entry 65535); `lut12_16` by the low 12 bits of each 16-bit pixel (4096 entries).
+// `lut8_32_4` writes a 4-byte entry per 8-bit pixel through the plane mask; `lut24_24` passes
+// all four bytes of each 4-byte pixel through one 256-byte table; `lut32_32` passes byte k
+// of each 4-byte pixel through its own 256-byte table at table + 256k.
+#define SL_LOOKUP(name) void sl_rect_##name(SL_RECT_1SRC_ARGS, uint32_t table);
+SL_LOOKUP(lut8_8)
+SL_LOOKUP(lut8_16)
+SL_LOOKUP(lut8_32)
+SL_LOOKUP(lut12_16)
+SL_LOOKUP(lut16_16)
+SL_LOOKUP(lut16_32)
+SL_LOOKUP(lut16_8)
+SL_LOOKUP(lut8_32_4)
+SL_LOOKUP(lut32_32)
+SL_LOOKUP(lut24_24)
+#undef SL_LOOKUP
+
+// Colour transforms. trf24_8: one byte a pixel, c0 + ((c1 * byte 1) >> 8) + ((c2 * byte 2)
+// >> 8) + ((c3 * byte 3) >> 8) of the 4-byte source pixel, saturated to 0..255 (each term
+// rounds toward minus infinity); trf32_8 the same over bytes 0..3 with c1..c4.
+// luttrf24_32: bytes 1..3 each looked up in a 256-byte table, then transformed with 12
+// coefficients of 16 fraction bits (offsets in whole units), each term rounding down.
+// trflut24_32: transformed as trf24_32, clamped to 0..255, then looked up in the table.
+// Byte 0 of a 4-byte destination pixel is written back as the source pixel's byte 0.
+void sl_rect_trf24_8(SL_RECT_1SRC_ARGS, int32_t c0, int32_t c1, int32_t c2, int32_t c3);
+void sl_rect_trf32_8(SL_RECT_1SRC_ARGS, int32_t c0, int32_t c1, int32_t c2, int32_t c3,
+                     int32_t c4);
+void sl_rect_luttrf24_32(SL_RECT_1SRC_ARGS, uint32_t table, const int32_t* coefficients);
+void sl_rect_trflut24_32(SL_RECT_1SRC_ARGS, uint32_t table, const int32_t* coefficients);
+
+// Fixed colour kernels on 4-byte pixels with blue, green, red in bytes 1, 2, 3 and cyan,
+// magenta, yellow, black in bytes 0..3. rgb2cmyk_32: C, M, Y = 255 - R, G, B and K = 0.
+// cmyk2rgb_32: R, G, B = 255 - C, M, Y - K, saturated at 0; byte 0 written back as read.
+// rgbcmyk_8888 writes the four results to four byte planes (plane k at dst + k *
+// plane_stride, each with the row stride dst_stride); cmykrgb_32 reads four such planes
+// (at src + k * plane_stride) and writes bytes 1..3 of the destination pixels, keeping
+// byte 0.
+void sl_rect_rgb2cmyk_32(SL_RECT_1SRC_ARGS);
+void sl_rect_cmyk2rgb_32(SL_RECT_1SRC_ARGS);
+void sl_rect_rgbcmyk_8888(SL_RECT_1SRC_ARGS, int32_t plane_stride);
+void sl_rect_cmykrgb_32(SL_RECT_1SRC_ARGS, int32_t plane_stride);
 
 // Extrema: fold the rectangle's smallest and largest pixel into the running values (one
 // float each; four, one per byte channel, for _32). The only kernels that wait.
