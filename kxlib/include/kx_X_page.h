@@ -48,4 +48,10 @@ inline void sl_mem_issue(uint32_t A, uint32_t word, uint32_t flags) {
   kx_alias_store32(A & ~7u, word | (A & 7u));
 }
 
+// An indexed load is stored at its table, 8-aligned, never split: its low bits name the
+// index register, and its elements lie wherever the indices point.
+inline void sl_mem_issue_indexed(uint32_t table, uint32_t word) {
+  kx_alias_store32(table & ~7u, word);
+}
+
 #endif
