@@ -52,8 +52,8 @@ void sl_ctx_sync_s2c();  // waits until idle
 void sl_ctx_push(uint32_t flags, uint32_t** cursor);
 void sl_ctx_pop(uint32_t flags, uint32_t** cursor);
 
-// Issue helpers for kernels: one queue word, two queue words in one doubleword store, and a
-// direct register write.
+// Issue helpers for kernels: one queue word, two queue words in one doubleword store, a
+// direct register write, and a run of registers set to one value.
 inline void sl_queue(kx_ctx_t* ctx, uint32_t word) {
   kx_ctx_store32(ctx, SL_CTX_QUEUE, word);
 }
@@ -62,6 +62,18 @@ inline void sl_queue2(kx_ctx_t* ctx, uint32_t first, uint32_t second) {
 }
 inline void sl_reg_set(kx_ctx_t* ctx, uint32_t reg, uint32_t value) {
   kx_ctx_store32(ctx, sl_ctx_reg(reg), value);
+}
+// `count` registers from `first` set to `value`: two a doubleword store where the pair is
+// 8-aligned (an even first register), one a store elsewhere.
+inline void sl_reg_fill(kx_ctx_t* ctx, uint32_t first, uint32_t count, uint32_t value) {
+  for (uint32_t r = first, end = first + count; r < end;) {
+    if (r % 2 == 0 && r + 1 < end) {
+      kx_ctx_store64(ctx, sl_ctx_reg(r), value, value);
+      r += 2;
+    } else {
+      kx_ctx_store32(ctx, sl_ctx_reg(r++), value);
+    }
+  }
 }
 
 #endif

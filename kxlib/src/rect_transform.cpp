@@ -7,24 +7,36 @@
 namespace sl::transform {
 namespace {
 
-// The colour-transform store: SL_T4C with sub-field 1 (SL_ST3 clamps to 0..255 and ignores it).
-constexpr uint32_t kColourStore = SL_T4C + 1;
-
-// Columns: load type, store, store type, page flags, pixels a chunk, bytes a pixel, memory
-// elements a pixel, registers a pixel, lane of channel 0, channels, offset unit.
+// Columns: load and store (operation, type, page flags, bytes a pixel), pixels a chunk,
+// memory elements a pixel, registers a pixel, lane of channel 0, inputs, outputs, offset unit.
 // One channel, 32 pixels a chunk: scale in r10, offset in r11..r42, pixels in r43..r74.
-constexpr Plan kTrf8_8{SL_T8, SL_ST2, SL_T8, SPAM_T8, 32, 1, 1, 1, 0, 1, 1};
-constexpr Plan kTrf16_16{SL_T16, SL_ST2, SL_T16, SPAM_T16, 32, 2, 1, 1, 0, 1, 1};
+constexpr Plan kTrf8_8{
+    {SL_LD, SL_T8, SPAM_T8, 1}, {SL_ST2, SL_T8, SPAM_T8, 1}, 32, 1, 1, 0, 1, 1, 1};
+constexpr Plan kTrf16_16{
+    {SL_LD, SL_T16, SPAM_T16, 2}, {SL_ST2, SL_T16, SPAM_T16, 2}, 32, 1, 1, 0, 1, 1, 1};
 // Bytes 1..3 of 4-byte pixels, 9 a chunk: the words the colour conversions were built on.
-constexpr Plan kTrf24_32{SL_T4C, SL_ST3, kColourStore, SPAM_T4C, 9, 4, 1, 4, 1, 3, 1};
+constexpr Plan kTrf24_32{
+    {SL_LD, SL_T4C, SPAM_T4C, 4}, {SL_ST3, kColourStore, SPAM_T4C, 4}, 9, 1, 4, 1, 3, 3, 1};
 // All four bytes, 7 a chunk: the most that fits the register file with 20 coefficients.
-constexpr Plan kTrf32_32{SL_T4C, SL_ST3, kColourStore, SPAM_T4C, 7, 4, 1, 4, 0, 4, 1};
+constexpr Plan kTrf32_32{
+    {SL_LD, SL_T4C, SPAM_T4C, 4}, {SL_ST3, kColourStore, SPAM_T4C, 4}, 7, 1, 4, 0, 4, 4, 1};
 // Three signed 16-bit channels, 10 pixels (30 elements) a chunk; offsets in whole units.
-constexpr Plan kTrf16_16_3{SL_T16, SL_ST2, SL_T16, SPAM_T16, 10, 6, 3, 3, 0, 3, 256};
+constexpr Plan kTrf16_16_3{
+    {SL_LD, SL_T16, SPAM_T16, 6}, {SL_ST2, SL_T16, SPAM_T16, 6}, 10, 3, 3, 0, 3, 3, 256};
 
 static_assert(layout(kTrf8_8).end <= 128 && layout(kTrf16_16).end <= 128);
 static_assert(layout(kTrf24_32).end <= 128 && layout(kTrf32_32).end <= 128);
 static_assert(layout(kTrf16_16_3).end <= 128);
+
+static_assert(issues(chunk_words(kTrf24_32, 9),
+                     {0x84522900, 0xE874D704, 0xE8751B84, 0xE8756004, 0xB0E0008A, 0x084BA493,
+                      0xB0E0008B, 0x084DE4C9, 0xB0E0008C, 0x08D024C9, 0xE8526984, 0xB0E0008D,
+                      0x084BA49C, 0xB0E0008E, 0x084DE4C9, 0xB0E0008F, 0x08D024C9, 0xE8526A04,
+                      0xB0E00090, 0x084BA4A5, 0xB0E00091, 0x084DE4C9, 0xB0E00092, 0x08D024C9,
+                      0xE8526A84, 0x841A6900}));
+static_assert(spreads(kTrf24_32).count == 3 && spreads(kTrf24_32).word[0] == 0xB8E01295u &&
+              spreads(kTrf24_32).word[1] == 0xB8E00E14u &&
+              spreads(kTrf24_32).word[2] == 0xB7E00A13u);
 
 }  // namespace
 }  // namespace sl::transform
