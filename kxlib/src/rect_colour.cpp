@@ -81,10 +81,11 @@ constexpr Plan kPacked12{kPacked, kPacked, 12, 4};
 constexpr Plan kToPlanes{kPacked, kPlanar, 16, 1};
 constexpr Plan kFromPlanes{kPlanar, kPacked, 16, 1};
 
-constexpr Layout kP = layout(kPacked12);
-constexpr Layout kQ = layout(kToPlanes);
-static_assert(kP.ones == 106 && kP.after <= 128 && kQ.ones == 90 && kQ.after + 16 <= 128);
-static_assert(layout(kFromPlanes).ones == kQ.ones);
+constexpr Layout kPackedRegs = layout(kPacked12);
+constexpr Layout kPlanarRegs = layout(kToPlanes);
+static_assert(kPackedRegs.ones == 106 && kPackedRegs.after <= 128 && kPlanarRegs.ones == 90 &&
+              kPlanarRegs.after + 16 <= 128);
+static_assert(layout(kFromPlanes).ones == kPlanarRegs.ones);
 
 // C, M, Y = 255 - R, G, B (bytes 3, 2, 1), K = 0, into bytes 0..3. The subtraction covers
 // the span of the three runs, r58 to the last register of the third, in words of 16.
@@ -92,12 +93,13 @@ constexpr ChunkWords rgb2cmyk_words(uint32_t n) {
   const uint32_t run = kPacked12.chunk;
   ChunkWords w{};
   w.memory(To::src, 0, mem_word(SL_LD, SL_T4C, n, kPixels));
-  for (uint32_t j = 0; j < 3; ++j) w.queue(gather(n, 3 - j, kP.runs + run * j));
+  for (uint32_t j = 0; j < 3; ++j) w.queue(gather(n, 3 - j, kPackedRegs.runs + run * j));
   in_pieces(2 * run + n, [&](uint32_t o, uint32_t count) {
-    w.queue(queue_word(SL_OP_SUB, count, kP.ones, kP.runs + o, kP.runs + o));
+    w.queue(queue_word(SL_OP_SUB, count, kPackedRegs.ones, kPackedRegs.runs + o,
+                       kPackedRegs.runs + o));
   });
-  w.queue(queue_word(SL_OP_SPREAD, n, 0, kP.runs + 3 * run, 0));
-  for (uint32_t j = 0; j < 4; ++j) w.queue(scatter(n, kP.runs + run * j, j));
+  w.queue(queue_word(SL_OP_SPREAD, n, 0, kPackedRegs.runs + 3 * run, 0));
+  for (uint32_t j = 0; j < 4; ++j) w.queue(scatter(n, kPackedRegs.runs + run * j, j));
   w.memory(To::dst, 0, mem_word(SL_ST3, SL_T4C, n, kPixels));
   return w;
 }
@@ -108,15 +110,17 @@ constexpr ChunkWords cmyk2rgb_words(uint32_t n) {
   const uint32_t run = kPacked12.chunk;
   ChunkWords w{};
   w.memory(To::src, 0, mem_word(SL_LD, SL_T4C, n, kPixels));
-  for (uint32_t c = 0; c < 4; ++c) w.queue(gather(n, c, kP.runs + run * c));
+  for (uint32_t c = 0; c < 4; ++c) w.queue(gather(n, c, kPackedRegs.runs + run * c));
   for (uint32_t c = 0; c < 3; ++c) {
-    w.queue(queue_word(SL_OP_SUB, n, kP.ones, kP.runs + run * c, kP.runs + run * c));
+    w.queue(queue_word(SL_OP_SUB, n, kPackedRegs.ones, kPackedRegs.runs + run * c,
+                       kPackedRegs.runs + run * c));
   }
   for (uint32_t c = 0; c < 3; ++c) {
-    w.queue(queue_word(SL_OP_SUB, n, kP.runs + run * c, kP.runs + run * c, kP.runs + 3 * run));
+    w.queue(queue_word(SL_OP_SUB, n, kPackedRegs.runs + run * c, kPackedRegs.runs + run * c,
+                       kPackedRegs.runs + 3 * run));
   }
   for (uint32_t lane = 1; lane < 4; ++lane)
-    w.queue(scatter(n, kP.runs + run * (3 - lane), lane));
+    w.queue(scatter(n, kPackedRegs.runs + run * (3 - lane), lane));
   w.memory(To::dst, 0, mem_word(SL_ST3, SL_T4C, n, kPixels));
   return w;
 }
@@ -127,9 +131,9 @@ constexpr ChunkWords rgbcmyk_words(uint32_t n) {
   ChunkWords w{};
   w.memory(To::src, 0, mem_word(SL_LD, SL_T4C, n, kPixels));
   for (uint32_t k = 0; k < 3; ++k) {
-    w.queue(gather(n, 3 - k, kQ.runs));
-    w.queue(queue_word(SL_OP_SUB, n, kQ.ones, kQ.runs, kQ.runs));
-    w.memory(To::dst, k, mem_word(SL_ST3, SL_T8, n, kQ.runs));
+    w.queue(gather(n, 3 - k, kPlanarRegs.runs));
+    w.queue(queue_word(SL_OP_SUB, n, kPlanarRegs.ones, kPlanarRegs.runs, kPlanarRegs.runs));
+    w.memory(To::dst, k, mem_word(SL_ST3, SL_T8, n, kPlanarRegs.runs));
   }
   w.memory(To::dst, 3, mem_word(SL_ST3, SL_T8, n, 0));
   return w;
@@ -138,15 +142,15 @@ constexpr ChunkWords rgbcmyk_words(uint32_t n) {
 // The destination pixels loaded (byte 0 is kept), the black plane into r106 and made
 // 255 - K once; then plane k into r74, r74 = (255 - K) - r74, scattered into byte 3 - k.
 constexpr ChunkWords cmykrgb_words(uint32_t n) {
-  const uint32_t black = kQ.after;
+  const uint32_t black = kPlanarRegs.after;
   ChunkWords w{};
   w.memory(To::dst, 0, mem_word(SL_LD, SL_T4C, n, kPixels));
   w.memory(To::src, 3, mem_word(SL_LD, SL_T8, n, black));
-  w.queue(queue_word(SL_OP_SUB, n, kQ.ones, black, black));
+  w.queue(queue_word(SL_OP_SUB, n, kPlanarRegs.ones, black, black));
   for (uint32_t k = 0; k < 3; ++k) {
-    w.memory(To::src, k, mem_word(SL_LD, SL_T8, n, kQ.runs));
-    w.queue(queue_word(SL_OP_SUB, n, black, kQ.runs, kQ.runs));
-    w.queue(scatter(n, kQ.runs, 3 - k));
+    w.memory(To::src, k, mem_word(SL_LD, SL_T8, n, kPlanarRegs.runs));
+    w.queue(queue_word(SL_OP_SUB, n, black, kPlanarRegs.runs, kPlanarRegs.runs));
+    w.queue(scatter(n, kPlanarRegs.runs, 3 - k));
   }
   w.memory(To::dst, 0, mem_word(SL_ST3, SL_T4C, n, kPixels));
   return w;
