@@ -61,7 +61,11 @@ TEST_F(NetpbmTest, RoundTripsWriteTheHeaderOfEachKindAndBigEndianSamples) {
     const std::string bytes = read_file();
     ASSERT_EQ(bytes.substr(0, header.size()), header);
     EXPECT_EQ(bytes.size(), header.size() + 6 * bands * (wide ? 2 : 1));
-    EXPECT_EQ(bytes.substr(header.size(), 2), wide ? "\xff\xfe"s : "\0\x25"s);
+    // The first sample is channel 0 of pixel 0: band 2 of a 3-band image (red), else band 0.
+    const int first = image->getPixel(0, 0, bands == 3 ? 2 : 0);
+    const std::string sample =
+        wide ? std::string{char(first >> 8), char(first & 0xff)} : std::string(1, char(first));
+    EXPECT_EQ(bytes.substr(header.size(), sample.size()), sample);
     Owned<ZelImage> back(read_netpbm(state, path, &why));
     ASSERT_TRUE(back) << why;
     EXPECT_EQ(std::tuple(back->getDataType(), back->getBands()), std::tuple(type, bands));
@@ -69,6 +73,51 @@ TEST_F(NetpbmTest, RoundTripsWriteTheHeaderOfEachKindAndBigEndianSamples) {
       const unsigned x = k / bands % 3, y = k / bands / 3, band = k % bands;
       EXPECT_EQ(back->getPixel(x, y, band), image->getPixel(x, y, band)) << k;
     }
+  }
+}
+
+TEST_F(NetpbmTest, ThreeChannelFilesAreRedGreenBlueAndBandsBlueGreenRed) {
+  const std::string rgb =
+      "P6\n2 1\n255\n\xc8\x64\x32\x01\x02\x03"s;  // red 200, green 100, blue 50
+  write_file(rgb);
+  std::string why;
+  Owned<ZelImage> image(read_netpbm(state, path, &why));
+  ASSERT_TRUE(image) << why;
+  EXPECT_EQ(pixels(image.get()), (std::vector<int>{50, 100, 200, 3, 2, 1}));
+  ASSERT_TRUE(write_netpbm(image.get(), path, &why)) << why;
+  EXPECT_EQ(read_file(), rgb);
+  // Read in band order (a ycc file), and files of other channel counts, as they are.
+  Owned<ZelImage> ycc(read_netpbm(state, path, &why, {Channels::as_bands}));
+  EXPECT_EQ(pixels(ycc.get()), (std::vector<int>{200, 100, 50, 1, 2, 3}));
+  write_file("P7\nWIDTH 1\nHEIGHT 1\nDEPTH 4\nMAXVAL 255\nTUPLTYPE CMYK\nENDHDR\n\1\2\3\4"s);
+  Owned<ZelImage> four(read_netpbm(state, path, &why));
+  EXPECT_EQ(pixels(four.get()), (std::vector<int>{1, 2, 3, 4}));
+  ASSERT_TRUE(write_netpbm(four.get(), path, &why, {Channels::rgb, Sample16::wrap, "CMYK"}))
+      << why;
+  EXPECT_NE(read_file().find("TUPLTYPE CMYK\n"), std::string::npos);
+}
+
+TEST_F(NetpbmTest, SixteenBitSamplesBecomeSignedPixelsAsAskedAndGoBackTheSameWay) {
+  const std::string file = "P5\n5 1\n65535\n\0\0\0\1\x7f\xff\x80\0\xff\xff"s;
+  struct Mode {
+    Sample16 mapping;
+    std::vector<int> pixels;
+    std::string written;  // the samples written back
+  };
+  for (const Mode& m : {Mode{Sample16::wrap, {0, 1, 32767, -32768, -1}, file.substr(13)},
+                        Mode{Sample16::offset, {-32768, -32767, -1, 0, 32767}, file.substr(13)},
+                        Mode{Sample16::clamp,
+                             {0, 1, 32767, 32767, 32767},
+                             "\0\0\0\1\x7f\xff\x7f\xff\x7f\xff"s}}) {
+    write_file(file);
+    std::string why;
+    unsigned long long above = 0;
+    Owned<ZelImage> image(read_netpbm(state, path, &why, {Channels::rgb, m.mapping}, &above));
+    ASSERT_TRUE(image) << why;
+    EXPECT_EQ(above, 2u);
+    EXPECT_EQ(pixels(image.get()), m.pixels);
+    ASSERT_TRUE(write_netpbm(image.get(), path, &why, {Channels::rgb, m.mapping})) << why;
+    EXPECT_EQ(read_file().substr(13), m.written);
   }
 }
 

@@ -50,6 +50,8 @@ class ZelSystemState;
 class ZelImage;
 class ZelRoi;
 class ZelKernel;
+class ZelLookup;
+class ZelColorspace;
 class ZelRectList;
 class ZelOp;
 class ZelOpTreeNode;
@@ -299,6 +301,75 @@ class ZelKernel final : public ZelObject {
   std::vector<float> values_;
 };
 
+// A lookup table: getNumEntries() entries of getNBands() values each, entry 0 standing for
+// the source value getOffset(); a source value v takes entry min(max(v - offset, 0), n - 1).
+// The values are bytes for an 8-bit destination and signed 16-bit words for a 16-bit one
+// (getDataType), entry by entry, band by band. Made by ZelSystemState::createLookup; its
+// values do not change.
+class ZelLookup final : public ZelObject {
+ public:
+  void destroy() override;
+  int getNumEntries() const { return entries_; }
+  uint16_t getNBands() const { return bands_; }
+  int16_t getOffset() const { return offset_; }
+  int getDataType() const { return data_type_; }
+  const void* getData() const;  // uint8_t or int16_t values, entries x bands
+  // ---- Host side ----
+  int value(int entry, unsigned band) const;  // as a number: 0..255 or -32768..32767
+
+ private:
+  friend class ZelSystemState;
+  ZelLookup(ZelSystemState* state, int entries, uint16_t bands, int16_t offset, int data_type,
+            const int* values);
+  ~ZelLookup() = default;
+  int entries_;
+  uint16_t bands_;
+  int16_t offset_;
+  int data_type_;
+  std::vector<uint8_t> bytes_;
+  std::vector<int16_t> words_;
+};
+
+// The colour spaces the host knows: an opcode, a name and the bands of an image in that
+// space, in band order. rgb spaces hold blue, green, red in bands 0, 1, 2; the ycc spaces
+// (and photoycc) luma, blue difference, red difference; cmyk cyan, magenta, yellow, black;
+// ylinear one band.
+enum ZelColorspaceOpcode : int {
+  ZEL_CS_RGBLINEAR = 1,
+  ZEL_CS_RGB709 = 2,
+  ZEL_CS_PHOTOYCC = 3,
+  ZEL_CS_YCC601 = 4,
+  ZEL_CS_YCC709 = 5,
+  ZEL_CS_YLINEAR = 6,
+  ZEL_CS_CMYK = 10,
+};
+
+struct ZelColorspaceInfo {
+  int opcode;
+  const char* name;
+  unsigned bands;
+};
+// The known colour spaces in opcode order; nullptr for an unknown opcode or name.
+const std::vector<ZelColorspaceInfo>& zel_colorspaces();
+const ZelColorspaceInfo* zel_colorspace_info(int opcode);
+const ZelColorspaceInfo* zel_colorspace_named(const char* name);
+
+// A colour space as an operation parameter. Made by ZelSystemState::createColorspace.
+class ZelColorspace final : public ZelObject {
+ public:
+  void destroy() override;
+  int getOpcode() const { return info_->opcode; }
+  const char* getName() const { return info_->name; }
+  unsigned getBands() const { return info_->bands; }
+
+ private:
+  friend class ZelSystemState;
+  ZelColorspace(ZelSystemState* state, const ZelColorspaceInfo* info)
+      : ZelObject(state), info_(info) {}
+  ~ZelColorspace() = default;
+  const ZelColorspaceInfo* info_;
+};
+
 // A host operation: its name, images, inner operation and typed parameters (numbered
 // from 1).
 class ZelOp final : public ZelObject {
@@ -371,6 +442,16 @@ class ZelSystemState {
   // A kernel of width x height values copied from `values` (row by row; zeros when
   // `values` is null). nullptr when a size is below 1 or the kernel exceeds 2^24 values.
   ZelKernel* createKernel(int width, int height, const float* values);
+  // A lookup of `entries` entries of `bands` values (1 to 4) for a destination of
+  // `data_type`, entry 0 for source value `offset`; `values` (entries x bands numbers, entry
+  // by entry) are stored as bytes or 16-bit words, keeping their low 8 or 16 bits. nullptr
+  // for a negative count, bands outside 1..4, an offset outside -32768..32767, another
+  // data type or more than 2^24 values. A lookup of 0 entries can be made (and is refused
+  // by the operations).
+  ZelLookup* createLookup(int entries, unsigned bands, int offset, int data_type,
+                          const int* values);
+  // nullptr for an opcode zel_colorspace_info does not know.
+  ZelColorspace* createColorspace(int opcode);
 
   // ---- Host side ----
   ZelSystemState() = default;
@@ -534,6 +615,8 @@ enum class ZelParams {
   matrix,         // object 1: a ZelKernel of 3 rows of 4 floats (3 coefficients, an offset)
   threshold,      // pointers 1, 2, 3: the low and high thresholds and the map value (floats)
   extrema,        // pointers 1, 2: receive the per-band maxima and minima (no destination)
+  lookup,         // pointer 1: a ZelLookup whose entries take the destination's type
+  colorspaces,    // objects 1, 2: the source's and the destination's ZelColorspace
 };
 
 // The host's own operations, which a device may accelerate.
@@ -544,7 +627,9 @@ struct ZelOperationInfo {
   int (*software)(ZelOp* op);  // 0, or 2 when the operands are not valid for it
   ZelParams params = ZelParams::none;
   int dst_data_type = 0;  // of the destination when it differs from the sources', else 0
-  unsigned bands = 0;     // the one band count the operation is defined for, 0 for any
+  // The one band count of its sources (and of its destination, unless its parameters give
+  // the destination's: a lookup's bands, a destination colour space's), 0 for any.
+  unsigned bands = 0;
 };
 // nullptr for a name the host does not implement.
 const ZelOperationInfo* zel_operation_info(const char* name);

@@ -5,6 +5,7 @@
 #define ZEL_PARAMS_H
 
 #include <cstdint>
+#include <vector>
 
 #include "zel.h"
 
@@ -14,14 +15,24 @@ struct ZelParamValues {
   float low = 0, high = 0, map = 0;
   float matrix[12] = {};                 // three rows of three coefficients and an offset
   float maxima[4] = {}, minima[4] = {};  // receive an extrema operation's results
+  // A lookup: entries of table_bands values each (table.size() / table_bands entries),
+  // entry 0 for source value table_offset.
+  std::vector<int> table;
+  unsigned table_bands = 1;
+  int table_offset = 0;
+  int from_space = 0, to_space = 0;  // colour-space opcodes
 };
 
 // Points the operation's parameters at `values`, as `kind` says; an operation that takes a
-// host object (the band-combine matrix) gets one made here, released by zel_release_params.
+// host object (the band-combine matrix, a lookup, colour spaces) gets one made here,
+// released by zel_release_params. A lookup's entries take the type of the operation's
+// destination (8-bit when it has none yet).
 void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* values);
 void zel_release_params(ZelOp* op, ZelParams kind);
 
-// Ordinary values for an operation's parameters, for demonstrations and benchmarks.
+// Ordinary values for an operation's parameters, for demonstrations and benchmarks; a
+// lookup gets `table_bands` values an entry (set it first), colour conversion rgb709 to
+// ycc601.
 void zel_example_params(const ZelOperationInfo& info, ZelParamValues* values);
 
 #endif

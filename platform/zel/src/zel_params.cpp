@@ -30,14 +30,41 @@ void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
       op->setPtrParam(1, v->maxima);
       op->setPtrParam(2, v->minima);
       break;
+    case ZelParams::lookup: {
+      const unsigned bands = std::max(v->table_bands, 1u);
+      const int type = op->getDst() ? op->getDst()->getDataType() : ZEL_UINT8;
+      op->setPtrParam(
+          1, op->getSystemState()->createLookup(int(v->table.size() / bands), bands,
+                                                v->table_offset, type, v->table.data()));
+      break;
+    }
+    case ZelParams::colorspaces:
+      op->setObjParam(1, op->getSystemState()->createColorspace(v->from_space));
+      op->setObjParam(2, op->getSystemState()->createColorspace(v->to_space));
+      break;
   }
 }
 
 void zel_release_params(ZelOp* op, ZelParams kind) {
-  if (kind != ZelParams::matrix) return;
-  ZelObject* kernel = op->getObjParam(1);
-  if (kernel != nullptr) kernel->destroy();
-  op->setObjParam(1, nullptr);
+  const auto release = [op](int n) {
+    if (ZelObject* object = op->getObjParam(n)) object->destroy();
+    op->setObjParam(n, nullptr);
+  };
+  switch (kind) {
+    case ZelParams::matrix:
+      release(1);
+      break;
+    case ZelParams::colorspaces:
+      release(1);
+      release(2);
+      break;
+    case ZelParams::lookup:
+      if (auto* table = static_cast<ZelLookup*>(op->getPtrParam(1))) table->destroy();
+      op->setPtrParam(1, nullptr);
+      break;
+    default:
+      break;
+  }
 }
 
 void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
@@ -74,6 +101,25 @@ void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
       v->low = wide ? -1000.0f : 60.0f;
       v->high = wide ? 2000.5f : 180.5f;
       v->map = wide ? 7.0f : 255.0f;
+      break;
+    case ZelParams::lookup: {
+      // An S-shaped curve over part of the source range, clamped beyond it.
+      const bool wide_entries =
+          (info.dst_data_type ? info.dst_data_type : info.data_type) == ZEL_INT16;
+      const int entries = wide ? 3000 : 200;
+      v->table_offset = wide ? -1000 : 30;
+      v->table.clear();
+      for (int i = 0; i < entries; ++i) {
+        for (unsigned b = 0; b < std::max(v->table_bands, 1u); ++b) {
+          const int step = (i * 255 / entries + 40 * int(b)) % 256;
+          v->table.push_back(wide_entries ? step * 251 - 32000 : step);
+        }
+      }
+      break;
+    }
+    case ZelParams::colorspaces:
+      v->from_space = ZEL_CS_RGB709;
+      v->to_space = ZEL_CS_YCC601;
       break;
     case ZelParams::none:
     case ZelParams::extrema:

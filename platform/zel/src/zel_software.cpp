@@ -6,6 +6,7 @@
 #include "zel.h"
 #include "zel_software_constant.h"
 #include "zel_software_copy.h"
+#include "zel_software_lookup.h"
 
 using namespace zel_software;
 
@@ -79,6 +80,13 @@ const std::vector<ZelOperationInfo>& zel_operations() {
       {"threshold16", 1, ZEL_INT16, threshold<ZEL_INT16>, ZelParams::threshold},
       {"extrema8", 1, ZEL_UINT8, extrema<ZEL_UINT8>, ZelParams::extrema},
       {"extrema16", 1, ZEL_INT16, extrema<ZEL_INT16>, ZelParams::extrema},
+      {"lookup8_8", 1, ZEL_UINT8, lookup<ZEL_UINT8, ZEL_UINT8>, ZelParams::lookup, 0, 1},
+      {"lookup8_16", 1, ZEL_UINT8, lookup<ZEL_UINT8, ZEL_INT16>, ZelParams::lookup, ZEL_INT16,
+       1},
+      {"lookup16_8", 1, ZEL_INT16, lookup<ZEL_INT16, ZEL_UINT8>, ZelParams::lookup, ZEL_UINT8,
+       1},
+      {"lookup16_16", 1, ZEL_INT16, lookup<ZEL_INT16, ZEL_INT16>, ZelParams::lookup, 0, 1},
+      {"colorconvert", 1, ZEL_UINT8, colorconvert, ZelParams::colorspaces},
   };
   return operations;
 }

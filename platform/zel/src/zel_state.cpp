@@ -70,6 +70,84 @@ void ZelKernel::destroy() {
   delete this;
 }
 
+// ---- Lookups ----
+
+ZelLookup* ZelSystemState::createLookup(int entries, unsigned bands, int offset, int data_type,
+                                        const int* values) {
+  constexpr long long kMostValues = 1LL << 24;
+  if (entries < 0 || bands < 1 || bands > 4 || offset < -32768 || offset > 32767 ||
+      (data_type != ZEL_UINT8 && data_type != ZEL_INT16) ||
+      static_cast<long long>(entries) * bands > kMostValues || (entries > 0 && !values)) {
+    return nullptr;
+  }
+  return new ZelLookup(this, entries, uint16_t(bands), int16_t(offset), data_type, values);
+}
+
+ZelLookup::ZelLookup(ZelSystemState* state, int entries, uint16_t bands, int16_t offset,
+                     int data_type, const int* values)
+    : ZelObject(state),
+      entries_(entries),
+      bands_(bands),
+      offset_(offset),
+      data_type_(data_type) {
+  const size_t count = static_cast<size_t>(entries) * bands;
+  for (size_t i = 0; i < count; ++i) {
+    if (data_type == ZEL_UINT8) {
+      bytes_.push_back(static_cast<uint8_t>(values[i]));
+    } else {
+      words_.push_back(static_cast<int16_t>(static_cast<uint16_t>(values[i])));
+    }
+  }
+}
+
+void ZelLookup::destroy() {
+  delete this;
+}
+
+const void* ZelLookup::getData() const {
+  return data_type_ == ZEL_UINT8 ? static_cast<const void*>(bytes_.data()) : words_.data();
+}
+
+int ZelLookup::value(int entry, unsigned band) const {
+  const size_t i = static_cast<size_t>(entry) * bands_ + band;
+  return data_type_ == ZEL_UINT8 ? bytes_[i] : words_[i];
+}
+
+// ---- Colour spaces ----
+
+const std::vector<ZelColorspaceInfo>& zel_colorspaces() {
+  static const std::vector<ZelColorspaceInfo> spaces = {
+      {ZEL_CS_RGBLINEAR, "rgblinear", 3}, {ZEL_CS_RGB709, "rgb709", 3},
+      {ZEL_CS_PHOTOYCC, "photoycc", 3},   {ZEL_CS_YCC601, "ycc601", 3},
+      {ZEL_CS_YCC709, "ycc709", 3},       {ZEL_CS_YLINEAR, "ylinear", 1},
+      {ZEL_CS_CMYK, "cmyk", 4},
+  };
+  return spaces;
+}
+
+const ZelColorspaceInfo* zel_colorspace_info(int opcode) {
+  for (const ZelColorspaceInfo& space : zel_colorspaces()) {
+    if (space.opcode == opcode) return &space;
+  }
+  return nullptr;
+}
+
+const ZelColorspaceInfo* zel_colorspace_named(const char* name) {
+  for (const ZelColorspaceInfo& space : zel_colorspaces()) {
+    if (name && std::strcmp(space.name, name) == 0) return &space;
+  }
+  return nullptr;
+}
+
+ZelColorspace* ZelSystemState::createColorspace(int opcode) {
+  const ZelColorspaceInfo* info = zel_colorspace_info(opcode);
+  return info ? new ZelColorspace(this, info) : nullptr;
+}
+
+void ZelColorspace::destroy() {
+  delete this;
+}
+
 ZelSystemState* zel_default_state() {
   static ZelSystemState state;
   return &state;
