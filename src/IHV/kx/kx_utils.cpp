@@ -1,8 +1,14 @@
 // Storage services.
 #include "kx_utils.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
 #include <cstring>
 
+#include "kx_sys.h"
 #include "sl_ctx.h"
 #include "sl_kernels.h"
 
@@ -18,6 +24,21 @@ struct Ring {
   }
 };
 Ring kx_ring, ckx_ring, bands_ring;
+
+// The ordinary mapping of each live contiguous allocation, by its descriptor. A routine
+// holds one allocation at a time; a few slots leave room.
+struct CmemMapping {
+  int descriptor = -1;
+  void* memory = nullptr;
+};
+CmemMapping cmem_mappings[4];
+
+CmemMapping* cmem_slot(int descriptor) {
+  for (CmemMapping& m : cmem_mappings) {
+    if (m.descriptor == descriptor) return &m;
+  }
+  return nullptr;
+}
 
 uint32_t element_size(ZelImage* image) {
   switch (image->getDataType()) {
@@ -141,6 +162,56 @@ __ZelKXStorage* getKXStorageWithBands(ZelImage* image) {
     if (parent == nullptr || bands_of(parent) == 4 || bands_of(parent) == 3) band = 1;
   }
   return folded(record, image, bands_ring, x, y, band, true);
+}
+
+int zelspm_get_cmem(unsigned char** memory, uint32_t* alias, int* size) {
+  const long page = kx_sys_sysconf(_SC_PAGESIZE);
+  if (page <= 0 || *size < 0) return -1;
+  const long long rounded = (static_cast<long long>(*size) + page - 1) & ~(page - 1LL);
+  if (rounded > 0x7FFFFFFF) return -1;
+  *size = int(rounded);
+  CmemMapping* slot = cmem_slot(-1);
+  if (slot == nullptr) return -1;
+
+  const int fd = kx_sys_open(KX_SYS_CMEM_PATH, O_RDWR);
+  if (fd < 0) return -1;
+  uint32_t request[3] = {uint32_t(*size), 0, 0};
+  if (kx_sys_ioctl(fd, KX_SYS_CMEM_ALLOC, request) == -1) {
+    kx_sys_close(fd);
+    return -1;
+  }
+  void* mapped = kx_sys_mmap(nullptr, size_t(*size), PROT_READ | PROT_WRITE, MAP_SHARED, fd,
+                             off_t(request[2]));
+  if (mapped == MAP_FAILED) {
+    kx_sys_close(fd);
+    return -1;
+  }
+  *memory = static_cast<unsigned char*>(mapped);
+  *alias = sl_ctx_spamify(mapped, uint32_t(*size));
+  if (*alias == SL_ALIAS_FAILED) {
+    kx_sys_munmap(mapped, size_t(*size));
+    kx_sys_close(fd);
+    return -1;
+  }
+  if (sl_ctx_bounds_set(*alias, uint32_t(*size)) == -1) {
+    sl_ctx_unspamify(*alias, uint32_t(*size));
+    kx_sys_munmap(mapped, size_t(*size));
+    kx_sys_close(fd);
+    return -1;
+  }
+  *slot = {fd, mapped};
+  return fd;
+}
+
+void zelspm_free_cmem(uint32_t alias, int size, int descriptor) {
+  sl_ctx_unspamify(alias, uint32_t(size));
+  kx_sys_close(descriptor);
+  CmemMapping* slot = cmem_slot(descriptor);
+  void* memory = slot != nullptr ? slot->memory : nullptr;
+  if (slot != nullptr) *slot = CmemMapping{};
+  if (memory == nullptr || kx_sys_munmap(memory, size_t(size)) != 0) {
+    std::printf("Could not munmap cmem\n");
+  }
 }
 
 int three_to_four(const unsigned char* source, unsigned char* destination, int bytes) {

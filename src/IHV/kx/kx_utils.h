@@ -36,6 +36,18 @@ int zelspm_check_child0(ZelImage* a);
 // 1 when the first non-null image has a nonzero band offset, else 0.
 int zelkx_has_child_offsets(ZelImage* a, ZelImage* b, ZelImage* c, ZelImage* d);
 
+// Contiguous device memory for one routine call: `*size` bytes wanted, rounded up to whole
+// pages and stored back at once (even when the call then fails). Returns the open descriptor
+// of "/dev/kx_cmem", the allocation's handle, with the ordinary address in *memory (for the
+// host to fill) and the alias in *alias (for kernels); -1 on failure, with every descriptor,
+// mapping and alias made before the failing step undone. The ordinary mapping is recorded
+// per descriptor, so that zelspm_free_cmem, given the alias, size and descriptor, can unmap
+// it too.
+int zelspm_get_cmem(unsigned char** memory, uint32_t* alias, int* size);
+// Removes the alias, closes the descriptor and unmaps the memory; a failed unmapping prints
+// "Could not munmap cmem" on standard output and is otherwise ignored.
+void zelspm_free_cmem(uint32_t alias, int size, int descriptor);
+
 // The byte of its 4-byte pixel that band 0 of a 3-band 8-bit image occupies: 1 (bands in
 // bytes 1..3, the layout of 3-band images) or 0 (bands 0..2 of a 4-band parent).
 unsigned zelkx_band_lane(ZelImage* image);
