@@ -67,5 +67,67 @@ check "extrema writes no image" 1 "$kxrun" extrema8 small.pgm -o c.pgm
 check "no command" 1 "$kxrun"
 check "unwritable output" 1 "$kxrun" add8 a.pgm b.pgm -o /nonexistent/c.pgm
 
+# Lookups: a table file, and the words of a 33-pixel lookup.
+printf '# a table\noffset 100\n7\n8\n9\n' >t.txt
+check "lookup8_8 trace" 0 "$kxrun" lookup8_8 --table t.txt --trace lt.txt --no-fallback a.pgm -o l.pgm
+words=$(grep -E '^mem ' lt.txt | awk '{print $NF}' | tr '\n' ' ' | xargs)
+expected="0x8fd00500 0x8fd0150a 0x8f901500 0x80500500 0x8050150a 0x80101500"
+[ "$words" = "$expected" ] || { echo "FAIL trace of a 33-pixel lookup: $words"; failures=$((failures + 1)); }
+[ "$(bytes 2 l.pgm)" = "7 7" ] || { echo "FAIL lookup8_8: $(bytes 2 l.pgm)"; failures=$((failures + 1)); }
+printf '1 2 3\n4,5,6\n' >rgb.txt                  # columns red, green, blue
+check "3-column table" 0 "$kxrun" lookup8_8 --table rgb.txt small.pgm -o l3.ppm
+[ "$(bytes 12 l3.ppm)" = "4 5 6 4 5 6 4 5 6 4 5 6" ] || { echo "FAIL 3-column table: $(bytes 12 l3.ppm)"; failures=$((failures + 1)); }
+printf '' >empty.txt; printf '1\n2 3 4\n' >ragged.txt; printf '1 2\n' >two.txt; printf '300\n' >big.txt
+printf 'offset 40000\n1\n' >far.txt
+for t in nothere.txt empty.txt ragged.txt two.txt big.txt far.txt; do
+  check "bad table $t" 1 "$kxrun" lookup8_8 --table "$t" a.pgm -o c.pgm
+done
+printf '40000\n' >wide.txt
+check "16-bit entries" 1 "$kxrun" lookup8_16 --table wide.txt a.pgm -o c.pam
+check "lookup without a table" 1 "$kxrun" lookup8_8 a.pgm -o c.pgm
+
+# Colour: files are red, green, blue; ycc files luma, blue and red differences.
+printf 'P6\n1 1\n255\n\310\144\062' >px.ppm       # red 200, green 100, blue 50
+check "rgb709 to ycc601" 0 "$kxrun" colorconvert --from rgb709 --to ycc601 --no-fallback px.ppm -o y.ppm
+[ "$(bytes 3 y.ppm)" = "122 92 175" ] || { echo "FAIL ycc601 of red 200: $(bytes 3 y.ppm)"; failures=$((failures + 1)); }
+printf 'P6\n3 1\n255\n\377\0\0\0\377\0\0\0\377' >prim.ppm
+check "ylinear" 0 "$kxrun" colorconvert --from rgblinear --to ylinear --no-fallback prim.ppm -o y.pgm
+[ "$(bytes 3 y.pgm)" = "75 149 28" ] || { echo "FAIL ylinear of red, green, blue: $(bytes 3 y.pgm)"; failures=$((failures + 1)); }
+check "cmyk" 0 "$kxrun" colorconvert --from rgblinear --to cmyk --no-fallback px.ppm -o k.pam
+grep -aq '^TUPLTYPE CMYK$' k.pam || { echo "FAIL cmyk is written as CMYK"; failures=$((failures + 1)); }
+[ "$(bytes 4 k.pam)" = "55 155 205 0" ] || { echo "FAIL cmyk of red 200: $(bytes 4 k.pam)"; failures=$((failures + 1)); }
+check "no row, no fallback" 3 "$kxrun" colorconvert --from ylinear --to rgb709 --no-fallback small.pgm -o c.ppm
+check "no row" 1 "$kxrun" colorconvert --from ylinear --to rgb709 small.pgm -o c.ppm
+grep -q 'no conversion from ylinear to rgb709' err.txt || { echo "FAIL no-row reason: $(cat err.txt)"; failures=$((failures + 1)); }
+check "unknown space" 1 "$kxrun" colorconvert --from srgb --to rgb709 px.ppm -o c.ppm
+check "space and channels" 1 "$kxrun" colorconvert --from rgb709 --to ycc601 small.pgm -o c.ppm
+check "missing --to" 1 "$kxrun" colorconvert --from rgb709 px.ppm -o c.ppm
+
+# Band order: a P6 goes through unchanged, red stays red, a matrix row reaches its band.
+check "copy8 of a P6" 0 "$kxrun" copy8 --no-fallback px.ppm -o same.ppm
+cmp -s px.ppm same.ppm || { echo "FAIL a P6 copied is not byte for byte the same"; failures=$((failures + 1)); }
+check "red constant" 0 "$kxrun" addconst8 --const 10,0,0 --no-fallback px.ppm -o red.ppm
+[ "$(bytes 3 red.ppm)" = "210 100 50" ] || { echo "FAIL --const 10,0,0 on red 200: $(bytes 3 red.ppm)"; failures=$((failures + 1)); }
+printf 'P6\n1 1\n65535\n\0\1\0\2\0\3' >w.ppm     # red 1, green 2, blue 3
+check "matrix rows" 0 "$kxrun" bandCombine16 --matrix 0,0,1,0,1,0,0,0,0,0,0,100 w.ppm -o m.ppm
+[ "$(bytes 6 m.ppm)" = "0 3 0 1 0 100" ] || { echo "FAIL --matrix rows: $(bytes 6 m.ppm)"; failures=$((failures + 1)); }
+check "extrema lists" 0 "$kxrun" extrema8 px.ppm
+[ "$(head -1 out.txt)" = "max=200,100,50" ] || { echo "FAIL extrema of a P6: $(cat out.txt)"; failures=$((failures + 1)); }
+
+# 16-bit samples: unsigned in files, signed in the system.
+printf 'P5\n2 1\n65535\n\017\377\0\1' >s1.pgm     # 4095, 1
+printf 'P5\n2 1\n65535\n\0\1\017\377' >s2.pgm     # 1, 4095
+for mode in wrap clamp; do
+  check "add16 $mode" 0 "$kxrun" add16 --sample16 "$mode" s1.pgm s2.pgm -o sum.pgm
+  [ "$(bytes 4 sum.pgm)" = "16 0 16 0" ] || { echo "FAIL add16 $mode: $(bytes 4 sum.pgm)"; failures=$((failures + 1)); }
+done
+printf 'P5\n3 1\n65535\n\377\377\200\0\0\5' >high.pgm   # 65535, 32768, 5
+check "copy16 offset" 0 "$kxrun" copy16 --sample16 offset high.pgm -o high2.pgm
+cmp -s high.pgm high2.pgm || { echo "FAIL copy16 --sample16 offset is not byte for byte"; failures=$((failures + 1)); }
+check "note on high samples" 0 "$kxrun" copy16 high.pgm -o high3.pgm
+[ "$(wc -l <err.txt)" -eq 1 ] && grep -q -- '--sample16' err.txt && grep -q ' 2 samples' err.txt ||
+  { echo "FAIL the note on samples above 32767: $(cat err.txt)"; failures=$((failures + 1)); }
+check "bad sample16" 1 "$kxrun" copy16 --sample16 mirror high.pgm -o c.pgm
+
 [ "$failures" -eq 0 ] && echo "kxrun: all checks passed"
 exit "$failures"

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "kx_colour.h"
 #include "kx_model.h"
 #include "zel.h"
 #include "zel_params.h"
@@ -21,15 +22,37 @@ const std::map<std::string, int> kTolerance = {
 #include "kx_routines.def"
 };
 
+// The colour conversions the device makes, with the largest difference of each.
+struct ColourRow {
+  int from, to;
+  int tolerance;
+};
+constexpr int largest(std::initializer_list<int> bounds) {
+  int most = 0;
+  for (int b : bounds) most = std::max(most, b < 0 ? -b : b);
+  return most;
+}
+const ColourRow kColourRows[] = {
+#define KX_COLOUR(from, to, ...) {kx_space::from, kx_space::to, largest({__VA_ARGS__})},
+#include "kx_colour.def"
+};
+
 // One arrangement of images an operation is run on.
 struct Arrangement {
-  unsigned bands;
+  unsigned bands;          // of the sources, and of the destination unless dst_bands says
   int origin_x, origin_y;  // of the first source
   bool region;             // a region of interest on the destination
+  unsigned dst_bands = 0;
+  bool band_child = false;  // the destination is bands 1..3 of a 4-band image
 };
-const Arrangement kArrangements[] = {
+const std::vector<Arrangement> kArrangements = {
     {1, 0, 0, false}, {3, 0, 0, false}, {4, 0, 0, false}, {1, 5, -3, true}, {3, -7, 2, true},
 };
+// Lookups read one band: into one band, four bands and bands 1..3 of a 4-band image; the
+// 16-bit ones into one band only.
+const std::vector<Arrangement> kLookup8Arrangements = {
+    {1, 0, 0, false, 1}, {1, 0, 0, false, 4}, {1, 0, 0, false, 3, true}, {1, 5, -3, true, 1}};
+const std::vector<Arrangement> kLookupArrangements = {{1, 0, 0, false, 1}, {1, 5, -3, true, 1}};
 constexpr unsigned kWidth = 320, kHeight = 200;
 
 // Deterministic pixels: half small values, half anywhere in the type's range.
@@ -57,10 +80,13 @@ struct Outcome {
   double seconds = 0;
 };
 
-void run_arrangement(const ZelOperationInfo& info, const Arrangement& a, Outcome* out) {
+// `example` holds the parameters: the operation's example ones, or a colour conversion's.
+void run_arrangement(const ZelOperationInfo& info, const Arrangement& a,
+                     const ZelParamValues& example, Outcome* out) {
   ZelSystemState* state = zel_default_state();
   unsigned bands = info.data_type == ZEL_INT16 && a.bands == 4 ? 3 : a.bands;
   if (info.bands != 0) bands = info.bands;
+  const unsigned dst_bands = a.dst_bands ? a.dst_bands : bands;
   const int dst_type = info.dst_data_type ? info.dst_data_type : info.data_type;
   const bool has_dst = info.params != ZelParams::extrema;
   std::vector<ZelImage*> sources;
@@ -70,16 +96,24 @@ void run_arrangement(const ZelOperationInfo& info, const Arrangement& a, Outcome
     sources.push_back(image);
   }
   if (!sources.empty()) sources[0]->setOrigin(a.origin_x, a.origin_y);
+  // The destinations' roots (compared whole) and the images the operations write.
   ZelImage* dst[2] = {nullptr, nullptr};
-  ZelParamValues params[2];
-  for (int side = 0; side < 2; ++side) {
-    zel_example_params(info, &params[side]);
-    if (!has_dst) continue;
-    dst[side] = state->createImage(kWidth, kHeight, bands, dst_type, 8);
+  ZelImage* written[2] = {nullptr, nullptr};
+  ZelParamValues params[2] = {example, example};
+  if (info.params == ZelParams::lookup) {  // a table with the destination's bands
+    for (ZelParamValues& p : params) {
+      p.table_bands = dst_bands;
+      zel_example_params(info, &p);
+    }
+  }
+  for (int side = 0; side < 2 && has_dst; ++side) {
+    dst[side] = state->createImage(kWidth, kHeight, a.band_child ? 4 : dst_bands, dst_type, 8);
     fill(dst[side], 99);
+    written[side] =
+        a.band_child ? dst[side]->createChild(0, 0, kWidth, kHeight, 1, 3) : dst[side];
   }
   // The region of interest goes on the destination, or on the image extrema reads.
-  for (ZelImage* image : has_dst ? std::vector<ZelImage*>{dst[0], dst[1]} : sources) {
+  for (ZelImage* image : has_dst ? std::vector<ZelImage*>{written[0], written[1]} : sources) {
     if (!a.region) break;
     ZelRoi* roi = state->createRoi();
     roi->addRect(11, 13, kWidth / 2, kHeight / 2);
@@ -91,7 +125,7 @@ void run_arrangement(const ZelOperationInfo& info, const Arrangement& a, Outcome
   for (int side = 0; side < 2; ++side) {
     ZelOp* op = state->createOp(info.name);
     for (int s = 0; s < info.sources; ++s) op->setSrc(s + 1, sources[size_t(s)]);
-    if (has_dst) op->setDst(dst[side]);
+    if (has_dst) op->setDst(written[side]);
     zel_attach_params(op, info.params, &params[side]);
     const kxm::Counters before = kxm::counters();
     const auto start = std::chrono::steady_clock::now();
@@ -113,7 +147,7 @@ void run_arrangement(const ZelOperationInfo& info, const Arrangement& a, Outcome
     ZelRoi* region = nullptr;
     ZelImage* first = has_dst ? dst[0] : sources[0];
     ZelRectList* list =
-        has_dst ? ZeliGetRoiList(&region, dst[0], info.sources > 0 ? sources[0] : nullptr,
+        has_dst ? ZeliGetRoiList(&region, written[0], info.sources > 0 ? sources[0] : nullptr,
                                  info.sources > 1 ? sources[1] : nullptr, nullptr)
                 : first->getImageSpaceRoi()->getRectList();
     int x, y, w, h;
@@ -125,7 +159,7 @@ void run_arrangement(const ZelOperationInfo& info, const Arrangement& a, Outcome
     };
     for (unsigned y0 = 0; has_dst && y0 < kHeight; ++y0) {
       for (unsigned x0 = 0; x0 < kWidth; ++x0) {
-        for (unsigned b = 0; b < bands; ++b) {
+        for (unsigned b = 0; b < dst[0]->getBands(); ++b) {
           note(dst[0]->getPixel(x0, y0, b) - dst[1]->getPixel(x0, y0, b));
         }
       }
@@ -152,31 +186,60 @@ int run_demo() {
   zel_set_quiet(true);
   std::printf(
       "The KX plug-in on the processor model: each operation on %ux%u images of 1, 3\n"
-      "and 4 bands (3 for 16-bit), with origins and regions, against the host.\n\n",
+      "and 4 bands (3 for 16-bit), with origins and regions, against the host; lookups\n"
+      "into 1 and 4 bands and bands 1..3 of a 4-band image, colour conversion a row per\n"
+      "pair of spaces.\n\n",
       kWidth, kHeight);
-  std::printf("%-20s %-8s %9s %10s %9s %11s\n", "operation", "device", "max diff", "tolerance",
+  std::printf("%-24s %-8s %9s %10s %9s %11s\n", "operation", "device", "max diff", "tolerance",
               "words", "Mpixel/s");
   int partly = 0;
   bool all_good = true;
-  for (const std::string& name : zel_global_state->registeredPaths()) {
-    const ZelOperationInfo* info = zel_operation_info(name.c_str());
-    const auto tolerance = kTolerance.find(name);
-    if (info == nullptr || tolerance == kTolerance.end()) {
-      std::printf("%-20s %-8s (no host implementation to compare with)\n", name.c_str(), "-");
-      all_good = false;
-      continue;
-    }
+  const auto row = [&](const std::string& label, const ZelOperationInfo& info,
+                       const std::vector<Arrangement>& arrangements,
+                       const ZelParamValues& example, int tolerance) {
     Outcome out;
-    for (const Arrangement& a : kArrangements) run_arrangement(*info, a, &out);
-    const bool good = out.accepted > 0 && out.max_difference <= tolerance->second;
+    for (const Arrangement& a : arrangements) run_arrangement(info, a, example, &out);
+    const bool good = out.accepted > 0 && out.max_difference <= tolerance;
     all_good = all_good && good;
     partly += out.accepted < out.arrangements ? 1 : 0;
     const std::string ran =
         std::to_string(out.accepted) + "/" + std::to_string(out.arrangements);
-    std::printf(
-        "%-20s %-8s %9d %10d %9llu %11.1f%s\n", name.c_str(), ran.c_str(), out.max_difference,
-        tolerance->second, static_cast<unsigned long long>(out.words),
-        out.seconds > 0 ? out.pixels / out.seconds / 1e6 : 0.0, good ? "" : "  MISMATCH");
+    std::printf("%-24s %-8s %9d %10d %9llu %11.1f%s\n", label.c_str(), ran.c_str(),
+                out.max_difference, tolerance, static_cast<unsigned long long>(out.words),
+                out.seconds > 0 ? out.pixels / out.seconds / 1e6 : 0.0,
+                good ? "" : "  MISMATCH");
+  };
+  for (const std::string& name : zel_global_state->registeredPaths()) {
+    const ZelOperationInfo* info = zel_operation_info(name.c_str());
+    const auto tolerance = kTolerance.find(name);
+    if (info == nullptr || tolerance == kTolerance.end()) {
+      std::printf("%-24s %-8s (no host implementation to compare with)\n", name.c_str(), "-");
+      all_good = false;
+      continue;
+    }
+    if (info->params == ZelParams::colorspaces) {  // a row per conversion
+      std::printf("%s\n", name.c_str());
+      for (const ColourRow& c : kColourRows) {
+        ZelParamValues example;
+        example.from_space = c.from;
+        example.to_space = c.to;
+        const unsigned in = zel_colorspace_info(c.from)->bands;
+        const unsigned to = zel_colorspace_info(c.to)->bands;
+        const std::string label = std::string("  ") + zel_colorspace_info(c.from)->name +
+                                  " -> " + zel_colorspace_info(c.to)->name;
+        row(label, *info, {{in, 0, 0, false, to}, {in, -7, 2, true, to}}, example, c.tolerance);
+      }
+      continue;
+    }
+    const bool lookup = info->params == ZelParams::lookup;
+    const bool lookup8_8 = lookup && info->data_type == ZEL_UINT8 && info->dst_data_type == 0;
+    ZelParamValues example;
+    zel_example_params(*info, &example);
+    row(name, *info,
+        !lookup     ? kArrangements
+        : lookup8_8 ? kLookup8Arrangements
+                    : kLookupArrangements,
+        example, tolerance->second);
   }
   if (partly > 0) {
     std::printf(

@@ -22,7 +22,9 @@
 #include "demo.h"
 #include "kx_model.h"
 #include "netpbm.h"
+#include "parse.h"
 #include "zel.h"
+#include "zel_colour.h"
 #include "zel_params.h"
 
 namespace {
@@ -35,9 +37,16 @@ const char kUsage[] =
     "\n"
     "Runs an operation of the KX compute plug-in on the processor model. Images are netpbm\n"
     "files: P5 (1 band), P6 (3 bands), P7 PAM (DEPTH 1, 3 or 4); MAXVAL 255 is 8-bit,\n"
-    "65535 is 16-bit with signed samples in two's complement. setvalue8 takes one input,\n"
+    "65535 is 16-bit (see --sample16). setvalue8 takes one input,\n"
     "the image it fills; extrema8 and extrema16 print the per-band maxima and minima as\n"
     "max=A,B,C and min=A,B,C lines and write no image.\n"
+    "\n"
+    "Channels: a 3-channel file (P6, P7 DEPTH 3) holds red, green, blue, and so does every\n"
+    "per-band list you give or kxrun prints for a 3-band image (--const, --value, --scale,\n"
+    "--offset, the rows and columns of --matrix, the columns of --table, max= and min=):\n"
+    "inside the system an rgb image's bands are blue, green, red, and kxrun translates.\n"
+    "Files of 1, 2 or 4 channels, and the side of a colorconvert whose space is ycc601,\n"
+    "ycc709, photoycc (Y, Cb, Cr) or cmyk (C, M, Y, K), keep their channels in order.\n"
     "\n"
     "options:\n"
     "  -o FILE            the output image\n"
@@ -48,6 +57,12 @@ const char kUsage[] =
     "  --no-fallback      exit 3 when the device refuses instead of letting the host do it\n"
     "  --trace FILE       write the bus trace (one line per bus transaction) to FILE\n"
     "  --stats            print the processor's counters on stderr, one name=value a line\n"
+    "  --sample16 MODE    how a 16-bit file's unsigned samples s become signed pixels:\n"
+    "                     wrap (default) s as two's complement, so samples above 32767\n"
+    "                     are negative numbers to the arithmetic; offset s - 32768 (order\n"
+    "                     kept, every file written back as read, but a sum counts the\n"
+    "                     shift twice); clamp min(s, 32767). Writing undoes the mapping,\n"
+    "                     clamping what cannot be written\n"
     "  -h, --help         this text\n"
     "\n"
     "operation parameters (one value, or one per band; the operations that take them):\n"
@@ -59,45 +74,23 @@ const char kUsage[] =
     "  --offset A[,B,C,D] rescale8, rescale16: offsets (default 0)\n"
     "  --matrix M         bandCombine16: twelve numbers, three rows of three coefficients\n"
     "                     and an offset: band j = Mj0*b0 + Mj1*b1 + Mj2*b2 + Mj3\n"
-    "  --threshold L,H,M  threshold8, threshold16: pixels from L to H become M\n";
+    "  --threshold L,H,M  threshold8, threshold16: pixels from L to H become M\n"
+    "  --table FILE       lookup8_8, lookup8_16, lookup16_8, lookup16_16: a text file, '#'\n"
+    "                     comments, an optional first line \"offset K\" (the source value of\n"
+    "                     the first entry, default 0), then one entry a line of 1, 3 or 4\n"
+    "                     integers (0..255, or -32768..32767 for a 16-bit output); the\n"
+    "                     entries' count of values is the output's band count. Source\n"
+    "                     values before the first entry take it, values after the last\n"
+    "                     take the last\n"
+    "  --from SPACE --to SPACE  colorconvert: rgblinear, rgb709, photoycc, ycc601, ycc709\n"
+    "                     (3 channels), ylinear (1), cmyk (4; written as P7 TUPLTYPE CMYK).\n"
+    "                     The input has the --from space's channels, the output the --to\n"
+    "                     space's; outside --roi it keeps the input's channels where the\n"
+    "                     counts match, else 0\n";
 
 int fail(const std::string& reason) {
   std::fprintf(stderr, "kxrun: %s\n", reason.c_str());
   return 1;
-}
-
-// Parses "A,B,C,D" into exactly `count` integers.
-bool parse_ints(const char* text, size_t count, std::vector<long>* out) {
-  out->clear();
-  const char* p = text;
-  while (true) {
-    char* end = nullptr;
-    errno = 0;
-    const long v = std::strtol(p, &end, 10);
-    if (end == p || errno != 0) return false;
-    out->push_back(v);
-    if (*end == '\0') break;
-    if (*end != ',') return false;
-    p = end + 1;
-  }
-  return out->size() == count;
-}
-
-// Parses "A,B,..." into 1..`most` numbers.
-bool parse_numbers(const char* text, size_t most, std::vector<double>* out) {
-  out->clear();
-  const char* p = text;
-  while (true) {
-    char* end = nullptr;
-    errno = 0;
-    const double v = std::strtod(p, &end);
-    if (end == p || errno != 0 || !std::isfinite(v)) return false;
-    out->push_back(v);
-    if (*end == '\0') break;
-    if (*end != ',') return false;
-    p = end + 1;
-  }
-  return out->size() <= most;
 }
 
 // The parameter options, by name; each holds the numbers given.
@@ -115,7 +108,12 @@ struct Options {
   std::string trace;
   bool stats = false;
   std::map<std::string, std::vector<double>> params;
+  std::map<std::string, std::string> texts;  // --table, --from, --to
+  Sample16 samples = Sample16::wrap;
 };
+
+// Options that take a file name or a word.
+const char* const kTextOptions[] = {"--table", "--from", "--to"};
 
 // Returns an empty string, or the reason the arguments are bad.
 std::string parse(int argc, char** argv, Options* o) {
@@ -156,6 +154,22 @@ std::string parse(int argc, char** argv, Options* o) {
                argv[i];
       }
       o->params[arg] = v;
+    } else if (std::find(std::begin(kTextOptions), std::end(kTextOptions), arg) !=
+               std::end(kTextOptions)) {
+      if (!has_value) return arg + " needs a value";
+      o->texts[arg] = argv[++i];
+    } else if (arg == "--sample16") {
+      if (!has_value) return arg + " needs a value";
+      const std::string value = argv[++i];
+      if (value == "wrap") {
+        o->samples = Sample16::wrap;
+      } else if (value == "offset") {
+        o->samples = Sample16::offset;
+      } else if (value == "clamp") {
+        o->samples = Sample16::clamp;
+      } else {
+        return "--sample16 takes wrap, offset or clamp, not " + value;
+      }
     } else if (arg == "--no-fallback") {
       o->no_fallback = true;
     } else if (arg == "--stats") {
@@ -194,10 +208,35 @@ struct Images {
   }
 };
 
+// How the channels of the files on each side of an operation meet the bands of its images
+// (netpbm.h): red, green, blue files and lists, except on the side of a colour conversion
+// whose space is a ycc one, whose files are in band order already.
+struct Sides {
+  Channels in = Channels::rgb, out = Channels::rgb;
+  const ZelColorspaceInfo *from = nullptr, *to = nullptr;  // colorconvert only
+};
+
+Channels order_of(const ZelColorspaceInfo* space) {
+  const bool ycc =
+      space != nullptr && (space->opcode == ZEL_CS_YCC601 || space->opcode == ZEL_CS_YCC709 ||
+                           space->opcode == ZEL_CS_PHOTOYCC);
+  return ycc ? Channels::as_bands : Channels::rgb;
+}
+
+// `list` given in file channels, as bands: entry band_of_channel(c) = list[c].
+template <typename T>
+std::vector<T> as_bands(const std::vector<T>& list, Channels order) {
+  std::vector<T> out(list.size());
+  const unsigned n = unsigned(list.size());
+  for (unsigned c = 0; c < n; ++c) out[band_of_channel(c, n, order)] = list[c];
+  return out;
+}
+
 // Fills `v` with the parameters the operation takes from the options; returns an empty
-// string, or why the options do not fit the operation.
+// string, or why the options do not fit the operation. `bands` is the first input's band
+// count; 16-bit outputs take 16-bit table entries.
 std::string operation_params(const ZelOperationInfo& info, const Options& o, unsigned bands,
-                             ZelParamValues* v) {
+                             const Sides& sides, ZelParamValues* v) {
   std::vector<std::string> takes;
   switch (info.params) {
     case ZelParams::constants:
@@ -216,17 +255,34 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
     case ZelParams::threshold:
       takes = {"--threshold"};
       break;
+    case ZelParams::lookup:
+      takes = {"--table"};
+      break;
+    case ZelParams::colorspaces:
+      takes = {"--from", "--to"};
+      break;
     case ZelParams::none:
     case ZelParams::extrema:
       break;
   }
-  for (const auto& [option, values] : o.params) {
-    if (std::find(takes.begin(), takes.end(), option) == takes.end()) {
-      return std::string(info.name) + " does not take " + option;
+  const auto taken = [&](const std::string& option) {
+    return std::find(takes.begin(), takes.end(), option) != takes.end();
+  };
+  for (const auto& entry : o.params) {
+    if (!taken(entry.first)) return std::string(info.name) + " does not take " + entry.first;
+  }
+  for (const auto& entry : o.texts) {
+    if (!taken(entry.first)) return std::string(info.name) + " does not take " + entry.first;
+  }
+  const auto given = [&](const std::string& option) {
+    return o.params.count(option) != 0 || o.texts.count(option) != 0;
+  };
+  for (const std::string& option : takes) {
+    if (info.params != ZelParams::rescale && !given(option)) {
+      return std::string(info.name) + " needs " + option;
     }
   }
-  const auto given = [&](const char* option) { return o.params.count(option) != 0; };
-  // A per-band list: one value for every band, or one value a band.
+  // A per-band list: one value for every band, or one value a band (in file channels).
   const auto per_band = [&](const char* option, double fallback,
                             std::vector<double>* out) -> std::string {
     *out = given(option) ? o.params.at(option) : std::vector<double>(1, fallback);
@@ -234,12 +290,10 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       return std::string(option) + " has " + std::to_string(out->size()) +
              " values; the image has " + std::to_string(bands) + " bands";
     }
+    if (out->size() == bands) *out = as_bands(*out, sides.in);
     out->resize(4, out->back());
     return "";
   };
-  if (!takes.empty() && info.params != ZelParams::rescale && !given(takes[0].c_str())) {
-    return std::string(info.name) + " needs " + takes[0];
-  }
   std::vector<double> values, offsets;
   std::string bad;
   switch (info.params) {
@@ -268,15 +322,48 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
         v->lists[1][b] = float(offsets[b]);
       }
       break;
-    case ZelParams::matrix:
-      if (o.params.at("--matrix").size() != 12) return "--matrix takes twelve numbers";
-      for (int i = 0; i < 12; ++i) v->matrix[i] = float(o.params.at("--matrix")[size_t(i)]);
+    case ZelParams::matrix: {
+      const std::vector<double>& m = o.params.at("--matrix");
+      if (m.size() != 12) return "--matrix takes twelve numbers";
+      // Row j and column k of the file's channels are row and column band_of_channel(j, k).
+      for (unsigned j = 0; j < 3; ++j) {
+        for (unsigned k = 0; k < 4; ++k) {
+          const unsigned column = k < 3 ? band_of_channel(k, 3, sides.in) : 3;
+          v->matrix[4 * band_of_channel(j, 3, sides.in) + column] = float(m[4 * j + k]);
+        }
+      }
       break;
+    }
     case ZelParams::threshold:
       if (o.params.at("--threshold").size() != 3) return "--threshold takes LOW,HIGH,MAP";
       v->low = float(o.params.at("--threshold")[0]);
       v->high = float(o.params.at("--threshold")[1]);
       v->map = float(o.params.at("--threshold")[2]);
+      break;
+    case ZelParams::lookup: {
+      const std::string& path = o.texts.at("--table");
+      std::ifstream file(path);
+      if (!file) return path + ": " + std::strerror(errno);
+      const bool wide = (info.dst_data_type ? info.dst_data_type : info.data_type) == ZEL_INT16;
+      LookupTable table;
+      std::string why;
+      if (!parse_table(file, wide ? -32768 : 0, wide ? 32767 : 255, &table, &why)) {
+        return path + ": " + why;
+      }
+      // The columns are the output's file channels.
+      v->table_bands = table.bands;
+      v->table_offset = table.offset;
+      v->table.resize(table.values.size());
+      for (size_t e = 0; e < table.values.size(); e += table.bands) {
+        for (unsigned c = 0; c < table.bands; ++c) {
+          v->table[e + band_of_channel(c, table.bands, sides.out)] = table.values[e + c];
+        }
+      }
+      break;
+    }
+    case ZelParams::colorspaces:
+      v->from_space = sides.from->opcode;
+      v->to_space = sides.to->opcode;
       break;
     case ZelParams::none:
     case ZelParams::extrema:
@@ -285,11 +372,33 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
   return bad;
 }
 
-// "name=A,B,C" with the first `bands` values.
-void print_list(const char* name, const float* values, unsigned bands) {
+// "name=A,B,C" with the first `bands` values, in file channels.
+void print_list(const char* name, const float* values, unsigned bands, Channels order) {
   std::printf("%s=", name);
-  for (unsigned b = 0; b < bands; ++b) std::printf(b ? ",%g" : "%g", double(values[b]));
+  for (unsigned c = 0; c < bands; ++c) {
+    std::printf(c ? ",%g" : "%g", double(values[band_of_channel(c, bands, order)]));
+  }
   std::printf("\n");
+}
+
+// The colour spaces of a colorconvert, or why they are missing or unknown.
+std::string colour_sides(const Options& o, Sides* sides) {
+  for (const char* option : {"--from", "--to"}) {
+    const auto it = o.texts.find(option);
+    if (it == o.texts.end()) return std::string("colorconvert needs ") + option;
+    const ZelColorspaceInfo* space = zel_colorspace_named(it->second.c_str());
+    if (space == nullptr) {
+      std::string names;
+      for (const ZelColorspaceInfo& known : zel_colorspaces()) {
+        names += std::string(names.empty() ? "" : ", ") + known.name;
+      }
+      return "unknown colour space " + it->second + " (" + names + ")";
+    }
+    (std::string(option) == "--from" ? sides->from : sides->to) = space;
+  }
+  sides->in = order_of(sides->from);
+  sides->out = order_of(sides->to);
+  return "";
 }
 
 int run_operation(int argc, char** argv) {
@@ -308,6 +417,11 @@ int run_operation(int argc, char** argv) {
   const bool writes_image = info->params != ZelParams::extrema;
   if (writes_image && o.output.empty()) return fail("no output file (-o FILE)");
   if (!writes_image && !o.output.empty()) return fail(o.operation + " writes no image");
+  Sides sides;
+  if (info->params == ZelParams::colorspaces) {
+    const std::string bad_spaces = colour_sides(o, &sides);
+    if (!bad_spaces.empty()) return fail(bad_spaces);
+  }
 
   std::string why;
   if (!o.host_only && zel_load_device(zel_default_device_path().c_str(), &why) == nullptr) {
@@ -317,8 +431,15 @@ int run_operation(int argc, char** argv) {
   Images images;
   ZelSystemState* state = zel_default_state();
   for (const std::string& path : o.inputs) {
-    ZelImage* image = read_netpbm(state, path, &why);
+    unsigned long long above = 0;
+    ZelImage* image = read_netpbm(state, path, &why, {sides.in, o.samples}, &above);
     if (image == nullptr) return fail(path + ": " + why);
+    if (above > 0 && o.samples == Sample16::wrap) {
+      std::fprintf(stderr,
+                   "kxrun: %s: %llu samples above 32767 read as negative numbers (--sample16 "
+                   "offset or clamp reads them otherwise)\n",
+                   path.c_str(), above);
+    }
     images.all.push_back(image);
     ZelImage* first = images.all.front();
     if (image->getDataType() != info->data_type) {
@@ -329,6 +450,11 @@ int run_operation(int argc, char** argv) {
       return fail(o.operation + " takes " + std::to_string(info->bands) + "-band images; " +
                   path + " has " + std::to_string(image->getBands()));
     }
+    if (sides.from != nullptr && image->getBands() != sides.from->bands) {
+      return fail(std::string("--from ") + sides.from->name + " takes images of " +
+                  std::to_string(sides.from->bands) + " channels; " + path + " has " +
+                  std::to_string(image->getBands()));
+    }
     if (image->getWidth() != first->getWidth() || image->getHeight() != first->getHeight() ||
         image->getBands() != first->getBands()) {
       return fail(path + " is not the size and band count of " + o.inputs.front());
@@ -336,20 +462,26 @@ int run_operation(int argc, char** argv) {
   }
   ZelImage* first = images.all.front();
   ZelParamValues params;
-  const std::string bad_params = operation_params(*info, o, first->getBands(), &params);
+  const std::string bad_params = operation_params(*info, o, first->getBands(), sides, &params);
   if (!bad_params.empty()) return fail(bad_params);
 
-  // The destination starts as a copy of the first input.
+  // The destination has the first input's bands, or those its parameters give; it starts
+  // as a copy of the first input's file channels where the counts match, else 0.
   ZelImage* dst = nullptr;
   if (writes_image) {
-    dst = state->createImage(first->getWidth(), first->getHeight(), first->getBands(),
+    const unsigned bands = info->params == ZelParams::lookup        ? params.table_bands
+                           : info->params == ZelParams::colorspaces ? sides.to->bands
+                                                                    : first->getBands();
+    dst = state->createImage(first->getWidth(), first->getHeight(), bands,
                              info->dst_data_type ? info->dst_data_type : info->data_type);
     if (dst == nullptr) return fail("cannot create the output image");
     images.all.push_back(dst);
-    for (unsigned y = 0; y < first->getHeight(); ++y) {
-      for (unsigned x = 0; x < first->getWidth(); ++x) {
-        for (unsigned b = 0; b < first->getBands(); ++b)
-          dst->setPixel(x, y, b, first->getPixel(x, y, b));
+    for (unsigned c = 0; c < bands && bands == first->getBands(); ++c) {
+      const unsigned from = band_of_channel(c, bands, sides.in);
+      const unsigned to = band_of_channel(c, bands, sides.out);
+      for (unsigned y = 0; y < first->getHeight(); ++y) {
+        for (unsigned x = 0; x < first->getWidth(); ++x)
+          dst->setPixel(x, y, to, first->getPixel(x, y, from));
       }
     }
   }
@@ -369,6 +501,7 @@ int run_operation(int argc, char** argv) {
   if (!o.trace.empty()) {
     trace = std::make_unique<std::ofstream>(o.trace);
     if (!*trace) {
+      zel_release_params(op, info->params);
       op->destroy();
       return fail("cannot write " + o.trace);
     }
@@ -388,11 +521,20 @@ int run_operation(int argc, char** argv) {
     std::fprintf(stderr, "kxrun: the device refused %s\n", o.operation.c_str());
     return 3;
   }
-  if (result.status != 0) return fail(o.operation + " failed on these images");
+  if (result.status != 0) {
+    if (sides.from != nullptr && !zel_converts_colour(sides.from->opcode, sides.to->opcode)) {
+      return fail(std::string("no conversion from ") + sides.from->name + " to " +
+                  sides.to->name);
+    }
+    return fail(o.operation + " failed on these images");
+  }
   if (!writes_image) {
-    print_list("max", params.maxima, first->getBands());
-    print_list("min", params.minima, first->getBands());
-  } else if (!write_netpbm(dst, o.output, &why)) {
+    print_list("max", params.maxima, first->getBands(), sides.in);
+    print_list("min", params.minima, first->getBands(), sides.in);
+  } else if (!write_netpbm(
+                 dst, o.output, &why,
+                 {sides.out, o.samples,
+                  sides.to != nullptr && sides.to->opcode == ZEL_CS_CMYK ? "CMYK" : nullptr})) {
     return fail(o.output + ": " + why);
   }
   return kxm::counters().faults == 0 ? 0 : fail("the processor reported faults");

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdint>
@@ -122,7 +123,41 @@ bool read_pam_header(std::FILE* f, Header* h, std::string* why) {
 
 }  // namespace
 
-ZelImage* read_netpbm(ZelSystemState* state, const std::string& path, std::string* why) {
+unsigned band_of_channel(unsigned c, unsigned channels, Channels order) {
+  return order == Channels::rgb && channels == 3 ? 2 - c : c;
+}
+
+namespace {
+
+int pixel_of_sample(unsigned s, Sample16 mapping) {
+  switch (mapping) {
+    case Sample16::offset:
+      return int(s) - 32768;
+    case Sample16::clamp:
+      return int(std::min(s, 32767u));
+    case Sample16::wrap:
+      break;
+  }
+  return int(int16_t(uint16_t(s)));
+}
+
+unsigned sample_of_pixel(int v, Sample16 mapping) {
+  switch (mapping) {
+    case Sample16::offset:
+      return unsigned(v + 32768);
+    case Sample16::clamp:
+      return unsigned(std::max(v, 0));
+    case Sample16::wrap:
+      break;
+  }
+  return unsigned(uint16_t(v));
+}
+
+}  // namespace
+
+ZelImage* read_netpbm(ZelSystemState* state, const std::string& path, std::string* why,
+                      const NetpbmLayout& layout, unsigned long long* above) {
+  if (above) *above = 0;
   if (!state) state = zel_default_state();
   File file(std::fopen(path.c_str(), "rb"));
   if (!file) {
@@ -201,17 +236,23 @@ ZelImage* read_netpbm(ZelSystemState* state, const std::string& path, std::strin
     }
     const unsigned char* p = row.data();
     for (unsigned x = 0; x < h.width; ++x) {
-      for (unsigned band = 0; band < h.depth; ++band) {
+      for (unsigned c = 0; c < h.depth; ++c) {
         int value = *p++;
-        if (sample_bytes == 2) value = static_cast<int16_t>((value << 8) | *p++);
-        image->setPixel(x, y, band, value);
+        if (sample_bytes == 2) {
+          const unsigned sample = unsigned(value) << 8 | *p++;
+          if (above && sample > 32767) ++*above;
+          value = pixel_of_sample(sample, layout.samples);
+        }
+        image->setPixel(x, y, band_of_channel(c, unsigned(h.depth), layout.channels), value);
       }
     }
   }
   return image;
 }
 
-bool write_netpbm(ZelImage* image, const std::string& path, std::string* why) {
+bool write_netpbm(ZelImage* image, const std::string& path, std::string* why,
+                  const NetpbmLayout& layout) {
+  const char* tupltype = layout.tupltype;
   if (!image) return fail(why, "no image");
   unsigned width, height, bands;
   image->getDimensions(&width, &height, &bands);
@@ -229,7 +270,11 @@ bool write_netpbm(ZelImage* image, const std::string& path, std::string* why) {
     case 4:
       header = "P7\nWIDTH " + std::to_string(width) + "\nHEIGHT " + std::to_string(height) +
                "\nDEPTH " + std::to_string(bands) + "\nMAXVAL " + std::to_string(maxval) +
-               "\nTUPLTYPE " + (bands == 2 ? "GRAYSCALE_ALPHA" : "RGB_ALPHA") + "\nENDHDR\n";
+               "\nTUPLTYPE " +
+               (tupltype     ? tupltype
+                : bands == 2 ? "GRAYSCALE_ALPHA"
+                             : "RGB_ALPHA") +
+               "\nENDHDR\n";
       break;
     default:
       return fail(why, "cannot write an image of " + std::to_string(bands) + " bands");
@@ -242,8 +287,10 @@ bool write_netpbm(ZelImage* image, const std::string& path, std::string* why) {
   for (unsigned y = 0; y < height; ++y) {
     row.clear();
     for (unsigned x = 0; x < width; ++x) {
-      for (unsigned band = 0; band < bands; ++band) {
-        const unsigned value = static_cast<unsigned>(image->getPixel(x, y, band));
+      for (unsigned c = 0; c < bands; ++c) {
+        const int pixel = image->getPixel(x, y, band_of_channel(c, bands, layout.channels));
+        const unsigned value = type == ZEL_INT16 ? sample_of_pixel(pixel, layout.samples)
+                                                 : static_cast<unsigned>(pixel);
         if (type == ZEL_INT16) row.push_back(static_cast<unsigned char>((value >> 8) & 0xff));
         row.push_back(static_cast<unsigned char>(value & 0xff));
       }

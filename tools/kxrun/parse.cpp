@@ -1,0 +1,128 @@
+// Option texts (parse.h).
+#include "parse.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <sstream>
+
+bool parse_ints(const char* text, size_t count, std::vector<long>* out) {
+  out->clear();
+  const char* p = text;
+  while (true) {
+    char* end = nullptr;
+    errno = 0;
+    const long v = std::strtol(p, &end, 10);
+    if (end == p || errno != 0) return false;
+    out->push_back(v);
+    if (*end == '\0') break;
+    if (*end != ',') return false;
+    p = end + 1;
+  }
+  return out->size() == count;
+}
+
+bool parse_numbers(const char* text, size_t most, std::vector<double>* out) {
+  out->clear();
+  const char* p = text;
+  while (true) {
+    char* end = nullptr;
+    errno = 0;
+    const double v = std::strtod(p, &end);
+    if (end == p || errno != 0 || !std::isfinite(v)) return false;
+    out->push_back(v);
+    if (out->size() > most) return false;
+    if (*end == '\0') break;
+    if (*end != ',') return false;
+    p = end + 1;
+  }
+  return true;
+}
+
+namespace {
+
+bool fail(std::string* why, size_t line, const std::string& reason) {
+  *why = "line " + std::to_string(line) + ": " + reason;
+  return false;
+}
+
+// The whole-number fields of a line, commas counting as spaces; false at anything else.
+bool fields(const std::string& text, std::vector<long>* out) {
+  std::string spaced = text;
+  for (char& c : spaced) {
+    if (c == ',') c = ' ';
+  }
+  std::istringstream words(spaced);
+  std::string word;
+  out->clear();
+  while (words >> word) {
+    char* end = nullptr;
+    errno = 0;
+    const long v = std::strtol(word.c_str(), &end, 10);
+    if (*end != '\0' || errno != 0) return false;
+    out->push_back(v);
+  }
+  return true;
+}
+
+}  // namespace
+
+bool parse_table(std::istream& in, int lowest, int highest, LookupTable* table,
+                 std::string* why) {
+  *table = LookupTable{};
+  std::string line;
+  size_t number = 0;
+  bool first = true;
+  std::vector<long> values;
+  while (std::getline(in, line)) {
+    ++number;
+    line = line.substr(0, line.find('#'));
+    if (line.find_first_not_of(" \t\r,") == std::string::npos) continue;
+    std::istringstream words(line);
+    std::string word;
+    words >> word;
+    if (word == "offset") {
+      long k = 0;
+      std::string rest;
+      if (!first || !(words >> k) || (words >> rest)) {
+        return fail(why, number, "\"offset K\" may only be the first line, with one number");
+      }
+      if (k < -32768 || k > 32767) return fail(why, number, "offset outside -32768..32767");
+      table->offset = int(k);
+      first = false;
+      continue;
+    }
+    first = false;
+    if (!fields(line, &values)) return fail(why, number, "not a list of whole numbers");
+    if (values.size() != 1 && values.size() != 3 && values.size() != 4) {
+      return fail(why, number,
+                  std::to_string(values.size()) + " values; an entry has 1, 3 or 4 (bands)");
+    }
+    if (table->bands == 0) table->bands = unsigned(values.size());
+    if (values.size() != table->bands) {
+      return fail(why, number,
+                  std::to_string(values.size()) + " values where the first entry has " +
+                      std::to_string(table->bands));
+    }
+    for (long v : values) {
+      if (v < lowest || v > highest) {
+        return fail(why, number,
+                    std::to_string(v) + " outside " + std::to_string(lowest) + ".." +
+                        std::to_string(highest));
+      }
+      table->values.push_back(int(v));
+    }
+    if (table->values.size() / table->bands > kMostTableEntries) {
+      return fail(why, number, "more than " + std::to_string(kMostTableEntries) + " entries");
+    }
+  }
+  if (in.bad()) {
+    *why = "cannot read";
+    return false;
+  }
+  if (table->bands == 0) {
+    *why = "no entries";
+    return false;
+  }
+  return true;
+}

@@ -1,0 +1,30 @@
+// The texts kxrun's options take: lists of numbers and lookup tables.
+#ifndef KXRUN_PARSE_H
+#define KXRUN_PARSE_H
+
+#include <cstddef>
+#include <istream>
+#include <string>
+#include <vector>
+
+// "A,B,C,D" into exactly `count` integers.
+bool parse_ints(const char* text, size_t count, std::vector<long>* out);
+// "A,B,..." into 1..`most` finite numbers.
+bool parse_numbers(const char* text, size_t most, std::vector<double>* out);
+
+// A lookup table as a text: '#' starts a comment to the end of its line; an optional first
+// line "offset K" (K in -32768..32767) gives the source value of entry 0; then one entry a
+// line of 1, 3 or 4 integers from `lowest` to `highest`, separated by spaces or commas,
+// every entry with as many as the first. Entries are in the file's order of channels.
+struct LookupTable {
+  int offset = 0;
+  unsigned bands = 0;       // values an entry
+  std::vector<int> values;  // entry by entry
+};
+// At most this many entries.
+inline constexpr size_t kMostTableEntries = 1u << 20;
+// False with a one-line reason (naming the line) in *why.
+bool parse_table(std::istream& in, int lowest, int highest, LookupTable* table,
+                 std::string* why);
+
+#endif
