@@ -23,13 +23,27 @@ struct Case {
   const char* name;
   int data_type;
   unsigned bands;
+  int from = 0, to = 0;  // colour spaces of a colour conversion
 };
-const Case kCases[] = {{"add8", ZEL_UINT8, 1},      {"add16", ZEL_INT16, 1},
-                       {"add8", ZEL_UINT8, 4},      {"addconst8", ZEL_UINT8, 1},
-                       {"and8", ZEL_UINT8, 1},      {"copy8", ZEL_UINT8, 1},
-                       {"setvalue8", ZEL_UINT8, 1}, {"extrema8", ZEL_UINT8, 1}};
+// Lookups include setting their table up: each call makes and releases it.
+const Case kCases[] = {{"add8", ZEL_UINT8, 1},
+                       {"add16", ZEL_INT16, 1},
+                       {"add8", ZEL_UINT8, 4},
+                       {"addconst8", ZEL_UINT8, 1},
+                       {"and8", ZEL_UINT8, 1},
+                       {"copy8", ZEL_UINT8, 1},
+                       {"setvalue8", ZEL_UINT8, 1},
+                       {"extrema8", ZEL_UINT8, 1},
+                       {"lookup8_8", ZEL_UINT8, 1},
+                       {"lookup16_16", ZEL_INT16, 1},
+                       {"colorconvert", ZEL_UINT8, 3, ZEL_CS_RGB709, ZEL_CS_YCC601},
+                       {"colorconvert", ZEL_UINT8, 3, ZEL_CS_RGBLINEAR, ZEL_CS_RGB709}};
 
 std::string label(const Case& c) {
+  if (c.from != 0) {
+    return std::string(c.name) + ":" + zel_colorspace_info(c.from)->name + ">" +
+           zel_colorspace_info(c.to)->name;
+  }
   char text[32];
   std::snprintf(text, sizeof text, c.bands > 1 ? "%sx%u" : "%s", c.name, c.bands);
   return text;
@@ -67,6 +81,7 @@ void run(benchmark::State& state, const Case& c, ZelPath path) {
   }
   ZelParamValues params;
   zel_example_params(*info, &params);
+  if (c.from != 0) params.from_space = c.from, params.to_space = c.to;
   zel_attach_params(op, info->params, &params);
   const kxm::Counters before = kxm::counters();
   for (auto _ : state) {
@@ -115,7 +130,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
       const double device = seconds_["device/" + l], host = seconds_["host/" + l],
                    copy = seconds_["memcpy/" + l];
       if (device > 0 && host > 0 && copy > 0) {
-        std::printf("  %-10s device/host %.2f   device/memcpy %.1f   host/memcpy %.1f\n",
+        std::printf("  %-30s device/host %.2f   device/memcpy %.1f   host/memcpy %.1f\n",
                     l.c_str(), device / host, device / copy, host / copy);
       }
     }
