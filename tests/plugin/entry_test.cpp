@@ -53,15 +53,17 @@ TEST_F(Entry, EveryRoutineIsRegisteredInTableOrder) {
 
 TEST_F(Entry, ARefusedRegistrationRemovesEveryEarlierOneAndStops) {
   const size_t paths_before = zel_global_state->registeredPaths().size();
-  ZelDeviceComputeTypeKX device;
-  zel_global_state->refuseRegistration(4);
-  EXPECT_EQ(device.describeMembers(), 2);
-  // Nothing stays attached: neither the three rows before the refused one nor any after it.
-  EXPECT_EQ(zel_global_state->registeredPaths().size(), paths_before);
-  EXPECT_EQ(device.describeMembers(), 0);
-  zel_global_state->getOpTreeBase()->removeFunctions(&device);
-  zel_global_state->getOpTreeBase()->removeFunctions(&device);  // a second removal is harmless
-  EXPECT_EQ(zel_global_state->registeredPaths().size(), paths_before);
+  for (size_t refused = 1; refused <= kRegistered.size(); ++refused) {
+    ZelDeviceComputeTypeKX device;
+    zel_global_state->refuseRegistration(int(refused));
+    EXPECT_EQ(device.describeMembers(), 2) << "registration " << refused;
+    // Nothing stays attached: neither the rows before the refused one nor any after it.
+    EXPECT_EQ(zel_global_state->registeredPaths().size(), paths_before) << refused;
+    EXPECT_EQ(device.describeMembers(), 0) << "registration " << refused;
+    zel_global_state->getOpTreeBase()->removeFunctions(&device);
+    zel_global_state->getOpTreeBase()->removeFunctions(&device);  // a second is harmless
+    EXPECT_EQ(zel_global_state->registeredPaths().size(), paths_before) << refused;
+  }
 }
 
 }  // namespace

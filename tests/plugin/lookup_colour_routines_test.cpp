@@ -158,44 +158,6 @@ const LookupRoutine kLookups[] = {
     {"lookup16_16", &KX::Lookup16_16, ZEL_INT16, ZEL_INT16},
 };
 
-TEST_F(Lookups, EveryMemoryFailureIsASilentRefusalThatLeavesNothingBehind) {
-  for (const LookupRoutine& l : kLookups) {
-    for (const Refusal& r : kRefusals) {
-      kxm::configure({});  // the images get their storage while the machine grants all
-      ZelImage* src = every_value(l.src_type);
-      ZelImage* dst = image(src->getWidth(), 1, 1, l.dst_type);
-      ZelLookup* table = lookup(3, 1, 7, l.dst_type, {1, 2, 3});
-      kxm::Config config;
-      r.change(config);
-      kxm::configure(config);
-      zel_clear_error_log();
-      const std::vector<int> before = pixels(dst);
-      const Held was = held();
-      // Lookup8_8's table is one page, whose bounds the device is not told.
-      const bool one_page = l.routine == &KX::Lookup8_8 && !config.bounds_request;
-      EXPECT_EQ(run(l.routine, lookup_op(src, dst, table)), one_page ? 0 : 2)
-          << l.name << ": " << r.what;
-      EXPECT_TRUE(zel_error_log().empty()) << l.name << ": " << r.what;
-      if (!one_page) {
-        EXPECT_EQ(pixels(dst), before) << l.name << ": " << r.what;
-      }
-      EXPECT_EQ(held(), was) << l.name << ": " << r.what;
-    }
-  }
-}
-
-TEST_F(Lookups, AFailedUnmappingOfTheTableStillSucceeds) {
-  kxm::Config config;
-  config.cmem_unmaps = false;
-  kxm::configure(config);
-  ZelImage* src = every_value(ZEL_UINT8);
-  ZelImage* dst = image(256, 1, 1, ZEL_UINT8);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(run(&KX::Lookup8_8, lookup_op(src, dst, lookup(1, 1, 0, ZEL_UINT8, {9}))), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Could not munmap cmem\n");
-  EXPECT_EQ(pixels(dst), std::vector<int>(256, 9));
-}
-
 TEST_F(Lookups, ALookupWithoutEntriesIsRefusedBeforeAnyMemoryIsAsked) {
   // An allocation made and released would print and stay, as the unmapping fails.
   kxm::Config config;
@@ -209,70 +171,6 @@ TEST_F(Lookups, ALookupWithoutEntriesIsRefusedBeforeAnyMemoryIsAsked) {
     EXPECT_EQ(run(l.routine, lookup_op(src, dst, lookup(0, 1, 0, l.dst_type, {}))), 2);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << l.name;
     EXPECT_EQ(held(), was) << l.name;
-  }
-}
-
-// A report: identifier, category, line, and whether it goes to the source's system state.
-struct LookupReport {
-  const char* name;
-  Routine routine;
-  int src_type, dst_type;
-  enum { no_list, no_src_storage, no_dst_storage } fail;
-  const char* id;
-  int category, line;
-  bool on_source;
-  const char* file;
-};
-
-TEST_F(Lookups, ReportsNameTheirFailureOnTheRightImagesState) {
-  const LookupReport cases[] = {
-      {"lookup8_8", &KX::Lookup8_8, ZEL_UINT8, ZEL_UINT8, LookupReport::no_list, "di-12", 6,
-       204, false, "Lookup8KX"},
-      {"lookup8_8", &KX::Lookup8_8, ZEL_UINT8, ZEL_UINT8, LookupReport::no_src_storage, nullptr,
-       0, 0, false, "Lookup8KX"},
-      {"lookup8_16", &KX::Lookup8_16, ZEL_UINT8, ZEL_INT16, LookupReport::no_src_storage,
-       "di-9", 1, 332, true, "Lookup8KX"},
-      {"lookup8_16", &KX::Lookup8_16, ZEL_UINT8, ZEL_INT16, LookupReport::no_dst_storage,
-       "di-10", 1, 347, false, "Lookup8KX"},
-      {"lookup8_16", &KX::Lookup8_16, ZEL_UINT8, ZEL_INT16, LookupReport::no_list, "di-12", 6,
-       407, false, "Lookup8KX"},
-      {"lookup16_16", &KX::Lookup16_16, ZEL_INT16, ZEL_INT16, LookupReport::no_dst_storage,
-       "di-10", 1, 322, false, "Lookup16KX"},
-      {"lookup16_16", &KX::Lookup16_16, ZEL_INT16, ZEL_INT16, LookupReport::no_src_storage,
-       "di-9", 1, 336, false, "Lookup16KX"},
-      {"lookup16_16", &KX::Lookup16_16, ZEL_INT16, ZEL_INT16, LookupReport::no_list, "di-12", 6,
-       416, false, "Lookup16KX"},
-      {"lookup16_8", &KX::Lookup16_8, ZEL_INT16, ZEL_UINT8, LookupReport::no_list, "di-12", 6,
-       219, false, "Lookup16KX"},
-      {"lookup16_8", &KX::Lookup16_8, ZEL_INT16, ZEL_UINT8, LookupReport::no_dst_storage,
-       nullptr, 0, 0, false, "Lookup16KX"},
-  };
-  ZelSystemState source_state;  // so that the report's state tells the images apart
-  for (const LookupReport& c : cases) {
-    zel_clear_error_log();
-    ZelImage* dst = image(4, 2, 1, c.dst_type);
-    const Held was = held();  // the source lives only for this case
-    ZelImage* src = source_state.createImage(4, 2, 1, c.src_type);
-    if (c.fail == LookupReport::no_src_storage) src->removeStorage("kx");
-    if (c.fail == LookupReport::no_dst_storage) dst->removeStorage("kx");
-    if (c.fail == LookupReport::no_list) zel_global_state->failRoiLists(1);
-    EXPECT_EQ(run(c.routine, lookup_op(src, dst, lookup(2, 1, 0, c.dst_type, {4, 5}))), 2)
-        << c.name;
-    src->destroy();
-    // Images alias their memory as they come and go: the table shows in the rest.
-    EXPECT_EQ(held().devices, was.devices) << c.name << ": the table is released";
-    EXPECT_EQ(held().allocations, was.allocations) << c.name << ": the table is released";
-    if (c.id == nullptr) {
-      EXPECT_TRUE(zel_error_log().empty()) << c.name;
-      continue;
-    }
-    ASSERT_EQ(zel_error_log().size(), 1u) << c.name << " " << c.id;
-    const ZelErrorReport& r = zel_error_log()[0];
-    EXPECT_EQ(std::tuple(r.id, r.category, r.flag, r.line, r.file, r.object),
-              std::tuple(std::string(c.id), c.category, 0, c.line, std::string(c.file),
-                         static_cast<const ZelObject*>(nullptr)))
-        << c.name;
-    EXPECT_EQ(r.state, c.on_source ? &source_state : state()) << c.name << " " << c.id;
   }
 }
 

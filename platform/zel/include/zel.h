@@ -94,15 +94,22 @@ class ZelObject {
   virtual void destroy() = 0;
   virtual ZelSystemState* getSystemState() const { return state_; }
   virtual ZelVersionNumber getVersion() const { return version_; }
+  // Host objects alive in the process: what a caller made and did not destroy shows here.
+  static long liveObjects() { return live_; }
 
  protected:
-  explicit ZelObject(ZelSystemState* state) : state_(state) {}
-  ~ZelObject() = default;
+  explicit ZelObject(ZelSystemState* state) : state_(state) { ++live_; }
+  ZelObject(const ZelObject& other) : state_(other.state_), version_(other.version_) {
+    ++live_;
+  }
+  ZelObject& operator=(const ZelObject&) = default;
+  ~ZelObject() { --live_; }
   void changed() { version_.bump(); }
 
  private:
   ZelSystemState* state_;
   ZelVersionNumber version_;
+  static inline long live_ = 0;
 };
 
 // A list of rectangles, consumed one at a time. Its fourth virtual operation, after the
