@@ -58,5 +58,26 @@ TEST(Disassembler, WritesWordsInTheAssemblyNotation) {
   EXPECT_EQ(kxm::disassemble_memory(mem(ST1, T8, 1, 0) | 16), ".word 0x80080010 ; undefined");
 }
 
+TEST(Disassembler, AssemblesOnlyItsOwnSpellingOfAWord) {
+  uint32_t word = 0;
+  for (uint32_t w :
+       {0xa12b982fu, 0xcfa28501u, 0xed718d84u, 0x8fd0150au, 0x86986280u | 5, 0x50000000u}) {
+    const std::string text = kxm::disassemble(w);
+    EXPECT_TRUE(kxm::assemble(text, &word)) << text;
+    EXPECT_EQ(word, w) << text;
+  }
+  word = 7;
+  for (const char* text :
+       {"add x16 r58 = r10,r58", "add x17 r58 = r10, r58", "nop x1 r1 = r1, r1",
+        "ld.t9 x32 r10 @+5", "ld.t8 x32 r10 @+9", "st2.t16:3 x8 r20 @+0", ""}) {
+    EXPECT_FALSE(kxm::assemble(text, &word)) << text;
+  }
+  EXPECT_EQ(word, 7u);
+  EXPECT_EQ(kxm::disassemble_trace_line("queue 0xa12b982f"),
+            "a12b982f             adds x2 r48 = r46, r47");
+  EXPECT_EQ(kxm::disassemble_trace_line("mem 0x00001000 0x8fd00505"),
+            "8fd00505  @00001005  ld.t8 x32 r10 @+5");
+}
+
 }  // namespace
 }  // namespace kxtest

@@ -73,6 +73,8 @@ check "lookup8_8 trace" 0 "$kxrun" lookup8_8 --table t.txt --trace lt.txt --no-f
 words=$(grep -E '^mem ' lt.txt | awk '{print $NF}' | tr '\n' ' ' | xargs)
 expected="0x8fd00500 0x8fd0150a 0x8f901500 0x80500500 0x8050150a 0x80101500"
 [ "$words" = "$expected" ] || { echo "FAIL trace of a 33-pixel lookup: $words"; failures=$((failures + 1)); }
+decoded=$("$kxrun" lookup8_8 --table t.txt --trace - --disasm --no-fallback a.pgm -o l.pgm | grep -c 'ld.t8 x32 r42 @\[r10\]')
+[ "$decoded" = "1" ] || { echo "FAIL --trace - --disasm shows the indexed load: $decoded"; failures=$((failures + 1)); }
 [ "$(bytes 2 l.pgm)" = "7 7" ] || { echo "FAIL lookup8_8: $(bytes 2 l.pgm)"; failures=$((failures + 1)); }
 printf '1 2 3\n4,5,6\n' >rgb.txt                  # columns red, green, blue
 check "3-column table" 0 "$kxrun" lookup8_8 --table rgb.txt small.pgm -o l3.ppm

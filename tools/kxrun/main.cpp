@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <string>
@@ -56,6 +57,8 @@ const char kUsage[] =
     "                     implementation takes over when the device refuses)\n"
     "  --no-fallback      exit 3 when the device refuses instead of letting the host do it\n"
     "  --trace FILE       write the bus trace (one line per bus transaction) to FILE\n"
+    "                     (- for standard output)\n"
+    "  --disasm           with --trace: each instruction word decoded, as kxdis shows it\n"
     "  --stats            print the processor's counters on stderr, one name=value a line\n"
     "  --sample16 MODE    how a 16-bit file's unsigned samples s become signed pixels:\n"
     "                     wrap (default) s as two's complement, so samples above 32767\n"
@@ -105,7 +108,8 @@ struct Options {
   long roi[4] = {0, 0, 0, 0};
   bool host_only = false;
   bool no_fallback = false;
-  std::string trace;
+  std::string trace;  // "-": standard output
+  bool disasm = false;
   bool stats = false;
   std::map<std::string, std::vector<double>> params;
   std::map<std::string, std::string> texts;  // --table, --from, --to
@@ -170,6 +174,8 @@ std::string parse(int argc, char** argv, Options* o) {
       } else {
         return "--sample16 takes wrap, offset or clamp, not " + value;
       }
+    } else if (arg == "--disasm") {
+      o->disasm = true;
     } else if (arg == "--no-fallback") {
       o->no_fallback = true;
     } else if (arg == "--stats") {
@@ -497,15 +503,20 @@ int run_operation(int argc, char** argv) {
   if (dst != nullptr) op->setDst(dst);
   zel_attach_params(op, info->params, &params);
 
-  std::unique_ptr<std::ofstream> trace;
+  std::unique_ptr<std::ofstream> trace_file;
   if (!o.trace.empty()) {
-    trace = std::make_unique<std::ofstream>(o.trace);
-    if (!*trace) {
+    if (o.trace != "-") trace_file = std::make_unique<std::ofstream>(o.trace);
+    if (trace_file && !*trace_file) {
       zel_release_params(op, info->params);
       op->destroy();
       return fail("cannot write " + o.trace);
     }
-    kxm::set_trace([&trace](std::string_view line) { *trace << line << '\n'; });
+    std::ostream& out = trace_file ? *trace_file : std::cout;
+    const bool disasm = o.disasm;
+    kxm::set_trace([&out, disasm](std::string_view line) {
+      out << (disasm ? kxm::disassemble_trace_line(std::string(line)) : std::string(line))
+          << '\n';
+    });
   }
   const ZelPath path = o.host_only     ? ZelPath::host_only
                        : o.no_fallback ? ZelPath::device_only

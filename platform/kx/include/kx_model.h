@@ -106,6 +106,14 @@ int open_devices();
 // ".word 0x........ ; undefined".
 std::string disassemble_queue(uint32_t word);
 std::string disassemble_memory(uint32_t word);
+// A word of either port: memory-reference class 1000 as stored through the alias, else queue.
+std::string disassemble(uint32_t word);
+// The inverse, from the same list of encodings: the word a line of this notation names.
+// Only the disassembler's own spelling of a word is accepted (false otherwise).
+bool assemble(const std::string& text, uint32_t* word);
+// One bus-trace line ("mem ADDRESS WORD", "queue WORD", register and context lines) with its
+// instruction word decoded, in the layout kxdis prints.
+std::string disassemble_trace_line(const std::string& line);
 
 }  // namespace kxm
 
