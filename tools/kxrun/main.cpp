@@ -89,7 +89,14 @@ const char kUsage[] =
     "                     (3 channels), ylinear (1), cmyk (4; written as P7 TUPLTYPE CMYK).\n"
     "                     The input has the --from space's channels, the output the --to\n"
     "                     space's; outside --roi it keeps the input's channels where the\n"
-    "                     counts match, else 0\n";
+    "                     counts match, else 0\n"
+    "  blend8a8, blend8a16, blend16a8, blend16a16 SRC1 SRC2 ALPHA: out = SRC1 + a (SRC2 -\n"
+    "                     SRC1), a = ALPHA / 255 (a8: MAXVAL 255) or / 65535 (a16: MAXVAL\n"
+    "                     65535, raw samples whatever --sample16); ALPHA has one channel\n"
+    "  --brush FILE --color C[,C,C,C] --points 'X,Y;X,Y;...'  paint8: paints IMAGE in\n"
+    "                     place with the brush of FILE (text: W H KEYX KEYY, then W x H\n"
+    "                     weights 0..1 row by row) in colour C (a value a channel) with its\n"
+    "                     key on each point in turn (rounded half away from zero)\n";
 
 int fail(const std::string& reason) {
   std::fprintf(stderr, "kxrun: %s\n", reason.c_str());
@@ -97,8 +104,8 @@ int fail(const std::string& reason) {
 }
 
 // The parameter options, by name; each holds the numbers given.
-const char* const kParamOptions[] = {"--const",  "--value",  "--scale",
-                                     "--offset", "--matrix", "--threshold"};
+const char* const kParamOptions[] = {"--const",  "--value",     "--scale", "--offset",
+                                     "--matrix", "--threshold", "--color"};
 
 struct Options {
   std::string operation;
@@ -117,7 +124,7 @@ struct Options {
 };
 
 // Options that take a file name or a word.
-const char* const kTextOptions[] = {"--table", "--from", "--to"};
+const char* const kTextOptions[] = {"--table", "--from", "--to", "--brush", "--points"};
 
 // Returns an empty string, or the reason the arguments are bad.
 std::string parse(int argc, char** argv, Options* o) {
@@ -267,6 +274,9 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
     case ZelParams::colorspaces:
       takes = {"--from", "--to"};
       break;
+    case ZelParams::paint:
+      takes = {"--brush", "--color", "--points"};
+      break;
     case ZelParams::none:
     case ZelParams::extrema:
       break;
@@ -371,6 +381,28 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       v->from_space = sides.from->opcode;
       v->to_space = sides.to->opcode;
       break;
+    case ZelParams::paint: {
+      const std::string& path = o.texts.at("--brush");
+      std::ifstream file(path);
+      if (!file) return path + ": " + std::strerror(errno);
+      BrushText brush;
+      std::string why;
+      if (!parse_brush(file, &brush, &why)) return path + ": " + why;
+      v->brush_width = brush.width;
+      v->brush_height = brush.height;
+      v->brush_key_x = brush.key_x;
+      v->brush_key_y = brush.key_y;
+      v->brush = brush.weights;
+      if (o.params.at("--color").size() != bands) {
+        return "--color takes a value a channel (" + std::to_string(bands) + ")";
+      }
+      bad = per_band("--color", 0, &values);
+      for (unsigned b = 0; b < 4 && bad.empty(); ++b) v->lists[0][b] = float(values[b]);
+      if (!parse_points(o.texts.at("--points").c_str(), &v->points)) {
+        return "--points takes X,Y;X,Y;... with finite numbers, not " + o.texts.at("--points");
+      }
+      break;
+    }
     case ZelParams::none:
     case ZelParams::extrema:
       break;
@@ -437,16 +469,30 @@ int run_operation(int argc, char** argv) {
   Images images;
   ZelSystemState* state = zel_default_state();
   for (const std::string& path : o.inputs) {
+    // A blend's alpha (the third input) is one band of raw unsigned samples.
+    const bool alpha = images.all.size() == 2 && info->src3_data_type != 0;
     unsigned long long above = 0;
-    ZelImage* image = read_netpbm(state, path, &why, {sides.in, o.samples}, &above);
+    ZelImage* image =
+        read_netpbm(state, path, &why, {sides.in, alpha ? Sample16::wrap : o.samples}, &above);
     if (image == nullptr) return fail(path + ": " + why);
+    images.all.push_back(image);
+    if (alpha) {
+      if (image->getDataType() != info->src3_data_type || image->getBands() != 1) {
+        return fail(o.operation + " takes a one-channel " + type_name(info->src3_data_type) +
+                    " alpha image; " + path + " is not");
+      }
+      if (image->getWidth() != images.all.front()->getWidth() ||
+          image->getHeight() != images.all.front()->getHeight()) {
+        return fail(path + " is not the size of " + o.inputs.front());
+      }
+      continue;
+    }
     if (above > 0 && o.samples == Sample16::wrap) {
       std::fprintf(stderr,
                    "kxrun: %s: %llu samples above 32767 read as negative numbers (--sample16 "
                    "offset or clamp reads them otherwise)\n",
                    path.c_str(), above);
     }
-    images.all.push_back(image);
     ZelImage* first = images.all.front();
     if (image->getDataType() != info->data_type) {
       return fail(o.operation + " takes " + type_name(info->data_type) + " images; " + path +
@@ -500,6 +546,8 @@ int run_operation(int argc, char** argv) {
 
   ZelOp* op = state->createOp(o.operation.c_str());
   for (int i = 0; i < info->sources; ++i) op->setSrc(i + 1, images.all[size_t(i)]);
+  // Painting works in place: the output, a copy of the input, is painted.
+  if (info->params == ZelParams::paint) op->setSrc(1, dst);
   if (dst != nullptr) op->setDst(dst);
   zel_attach_params(op, info->params, &params);
 

@@ -1,6 +1,7 @@
 // Option texts (parse.h).
 #include "parse.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -123,6 +124,78 @@ bool parse_table(std::istream& in, int lowest, int highest, LookupTable* table,
   if (table->bands == 0) {
     *why = "no entries";
     return false;
+  }
+  return true;
+}
+
+bool parse_brush(std::istream& in, BrushText* brush, std::string* why) {
+  *brush = BrushText{};
+  std::vector<double> numbers;
+  std::string line;
+  constexpr size_t kMostWeights = 1024 * 1024;
+  while (std::getline(in, line)) {
+    line = line.substr(0, line.find('#'));
+    for (char& c : line) {
+      if (c == ',') c = ' ';
+    }
+    std::istringstream words(line);
+    std::string word;
+    while (words >> word) {
+      char* end = nullptr;
+      const double v = std::strtod(word.c_str(), &end);
+      if (*end != '\0' || !std::isfinite(v)) {
+        *why = "\"" + word + "\" is not a number";
+        return false;
+      }
+      if (numbers.size() > kMostWeights + 4) {
+        *why = "more weights than a brush of 1024 x 1024 holds";
+        return false;
+      }
+      numbers.push_back(v);
+    }
+  }
+  if (numbers.size() < 4) {
+    *why = "a brush starts with W H KEYX KEYY";
+    return false;
+  }
+  for (int i = 0; i < 4; ++i) {
+    const double lo = i < 2 ? 1 : -32768, hi = i < 2 ? 1024 : 32767;
+    if (numbers[size_t(i)] != std::trunc(numbers[size_t(i)]) || numbers[size_t(i)] < lo ||
+        numbers[size_t(i)] > hi) {
+      *why = i < 2 ? "W and H are whole numbers 1..1024"
+                   : "the key is whole numbers -32768..32767";
+      return false;
+    }
+  }
+  brush->width = int(numbers[0]);
+  brush->height = int(numbers[1]);
+  brush->key_x = int(numbers[2]);
+  brush->key_y = int(numbers[3]);
+  const size_t count = size_t(brush->width) * size_t(brush->height);
+  if (numbers.size() - 4 != count) {
+    *why = "a " + std::to_string(brush->width) + " x " + std::to_string(brush->height) +
+           " brush has " + std::to_string(count) + " weights, not " +
+           std::to_string(numbers.size() - 4);
+    return false;
+  }
+  for (size_t i = 4; i < numbers.size(); ++i) brush->weights.push_back(float(numbers[i]));
+  return true;
+}
+
+bool parse_points(const char* text, std::vector<float>* out) {
+  out->clear();
+  std::string all(text);
+  size_t start = 0;
+  while (true) {
+    const size_t end = std::min(all.find(';', start), all.size());
+    std::vector<double> xy;
+    if (!parse_numbers(all.substr(start, end - start).c_str(), 2, &xy) || xy.size() != 2) {
+      return false;
+    }
+    out->push_back(float(xy[0]));
+    out->push_back(float(xy[1]));
+    if (end == all.size()) break;
+    start = end + 1;
   }
   return true;
 }

@@ -77,12 +77,20 @@ struct __ZelMemoryStorage {
 
 enum ZelDataType : int { ZEL_UINT8 = 1, ZEL_INT16 = 2 };
 
+// An object's version: a fresh number from one process-wide counter at the object's
+// creation and at every change, so that two objects, or one object before and after a
+// change, never share one. A default-made version equals no object's.
 class ZelVersionNumber {
  public:
   ZelVersionNumber() = default;
   bool operator==(const ZelVersionNumber& other) const { return value_ == other.value_; }
   bool operator!=(const ZelVersionNumber& other) const { return value_ != other.value_; }
-  void bump() { ++value_; }
+  static ZelVersionNumber next() {
+    static uint64_t counter = 0;
+    ZelVersionNumber v;
+    v.value_ = ++counter;
+    return v;
+  }
 
  private:
   uint64_t value_ = 0;
@@ -98,13 +106,16 @@ class ZelObject {
   static long liveObjects() { return live_; }
 
  protected:
-  explicit ZelObject(ZelSystemState* state) : state_(state) { ++live_; }
+  explicit ZelObject(ZelSystemState* state)
+      : state_(state), version_(ZelVersionNumber::next()) {
+    ++live_;
+  }
   ZelObject(const ZelObject& other) : state_(other.state_), version_(other.version_) {
     ++live_;
   }
   ZelObject& operator=(const ZelObject&) = default;
   ~ZelObject() { --live_; }
-  void changed() { version_.bump(); }
+  void changed() { version_ = ZelVersionNumber::next(); }
 
  private:
   ZelSystemState* state_;
@@ -298,13 +309,19 @@ class ZelKernel final : public ZelObject {
   void destroy() override;
   int getWidth() const { return width_; }
   int getHeight() const { return height_; }
+  // The key point: the element that stands over the pixel being computed (convolutions)
+  // or at the point painted (brushes); it may lie outside the kernel.
+  int16_t getKeyX() const { return key_x_; }
+  int16_t getKeyY() const { return key_y_; }
   const float* getValue() const { return values_.data(); }  // row by row
 
  private:
   friend class ZelSystemState;
-  ZelKernel(ZelSystemState* state, int width, int height, const float* values);
+  ZelKernel(ZelSystemState* state, int width, int height, const float* values, int16_t key_x,
+            int16_t key_y);
   ~ZelKernel() = default;
   int width_, height_;
+  int16_t key_x_, key_y_;
   std::vector<float> values_;
 };
 
@@ -448,7 +465,8 @@ class ZelSystemState {
   ZelOp* createOp(const char* name);
   // A kernel of width x height values copied from `values` (row by row; zeros when
   // `values` is null). nullptr when a size is below 1 or the kernel exceeds 2^24 values.
-  ZelKernel* createKernel(int width, int height, const float* values);
+  ZelKernel* createKernel(int width, int height, const float* values, int16_t key_x = 0,
+                          int16_t key_y = 0);
   // A lookup of `entries` entries of `bands` values (1 to 4) for a destination of
   // `data_type`, entry 0 for source value `offset`; `values` (entries x bands numbers, entry
   // by entry) are stored as bytes or 16-bit words, keeping their low 8 or 16 bits. nullptr
@@ -570,6 +588,16 @@ class ZelGlobalState {
   void failRectLists(int n) { failing_rect_lists_ = n; }
   bool takeImageRegionFailure();
   bool takeRectListFailure();
+  // Tests: the next n calls of ZelSystemState::createImage or createRoi give nullptr, of
+  // ZelRoi::addRect give 2, of ZelRoi::intersect give nullptr.
+  void failImages(int n) { failing_images_ = n; }
+  void failRois(int n) { failing_rois_ = n; }
+  void failAddRects(int n) { failing_add_rects_ = n; }
+  void failIntersects(int n) { failing_intersects_ = n; }
+  bool takeImageFailure();
+  bool takeRoiFailure();
+  bool takeAddRectFailure();
+  bool takeIntersectFailure();
 
  private:
   friend class ZelOpTreeNode;
@@ -579,6 +607,10 @@ class ZelGlobalState {
   int failing_roi_lists_ = 0;
   int failing_image_regions_ = 0;
   int failing_rect_lists_ = 0;
+  int failing_images_ = 0;
+  int failing_rois_ = 0;
+  int failing_add_rects_ = 0;
+  int failing_intersects_ = 0;
 };
 
 extern ZelGlobalState* zel_global_state;
@@ -624,6 +656,8 @@ enum class ZelParams {
   extrema,        // pointers 1, 2: receive the per-band maxima and minima (no destination)
   lookup,         // pointer 1: a ZelLookup whose entries take the destination's type
   colorspaces,    // objects 1, 2: the source's and the destination's ZelColorspace
+  paint,  // pointer 1: the colour (a float a band); pointer 2: the brush, a ZelKernel of
+          // weights with its key; long 3: the number of points; pointer 4: x, y floats a point
 };
 
 // The host's own operations, which a device may accelerate.
@@ -637,6 +671,7 @@ struct ZelOperationInfo {
   // The one band count of its sources (and of its destination, unless its parameters give
   // the destination's: a lookup's bands, a destination colour space's), 0 for any.
   unsigned bands = 0;
+  int src3_data_type = 0;  // of a third source (a blend's alpha, one band), when it reads one
 };
 // nullptr for a name the host does not implement.
 const ZelOperationInfo* zel_operation_info(const char* name);

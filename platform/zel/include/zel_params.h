@@ -21,6 +21,11 @@ struct ZelParamValues {
   unsigned table_bands = 1;
   int table_offset = 0;
   int from_space = 0, to_space = 0;  // colour-space opcodes
+  // A brush of brush_width x brush_height weights (row by row) with its key point, the
+  // colour in lists[0], and points as x, y pairs.
+  int brush_width = 0, brush_height = 0, brush_key_x = 0, brush_key_y = 0;
+  std::vector<float> brush;
+  std::vector<float> points;
 };
 
 // Points the operation's parameters at `values`, as `kind` says; an operation that takes a

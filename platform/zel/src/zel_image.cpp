@@ -113,6 +113,7 @@ ZelImage* ZelSystemState::createImage(unsigned width, unsigned height, unsigned 
   if (width == 0 || height == 0 || bands < 1 || bands > 4) return nullptr;
   if (width > INT_MAX || height > INT_MAX) return nullptr;  // extents are ints
   if (data_type != ZEL_UINT8 && data_type != ZEL_INT16) return nullptr;
+  if (zel_global_state && zel_global_state->takeImageFailure()) return nullptr;
   ZelImage* image = new ZelImage(this, width, height, bands, data_type);
   if (!image->makePixels(row_padding)) {
     image->destroy();

@@ -42,6 +42,14 @@ void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
       op->setObjParam(1, op->getSystemState()->createColorspace(v->from_space));
       op->setObjParam(2, op->getSystemState()->createColorspace(v->to_space));
       break;
+    case ZelParams::paint:
+      op->setPtrParam(1, v->lists[0]);
+      op->setPtrParam(2, op->getSystemState()->createKernel(
+                             v->brush_width, v->brush_height, v->brush.data(),
+                             int16_t(v->brush_key_x), int16_t(v->brush_key_y)));
+      op->setLongParam(3, long(v->points.size() / 2));
+      op->setPtrParam(4, v->points.data());
+      break;
   }
 }
 
@@ -61,6 +69,10 @@ void zel_release_params(ZelOp* op, ZelParams kind) {
     case ZelParams::lookup:
       if (auto* table = static_cast<ZelLookup*>(op->getPtrParam(1))) table->destroy();
       op->setPtrParam(1, nullptr);
+      break;
+    case ZelParams::paint:
+      if (auto* brush = static_cast<ZelKernel*>(op->getPtrParam(2))) brush->destroy();
+      op->setPtrParam(2, nullptr);
       break;
     default:
       break;
@@ -121,6 +133,22 @@ void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
       v->from_space = ZEL_CS_RGB709;
       v->to_space = ZEL_CS_YCC601;
       break;
+    case ZelParams::paint: {
+      // A round 7 x 7 brush, opaque at its centre, fading to its rim; a few points.
+      v->brush_width = v->brush_height = 7;
+      v->brush_key_x = v->brush_key_y = 3;
+      v->brush.clear();
+      for (int j = 0; j < 7; ++j) {
+        for (int i = 0; i < 7; ++i) {
+          const float r2 = float((i - 3) * (i - 3) + (j - 3) * (j - 3));
+          v->brush.push_back(r2 > 10 ? 0.0f : 1.0f - r2 / 10);
+        }
+      }
+      const float colour[4] = {200, 60, 30, 255};
+      std::copy(colour, colour + 4, v->lists[0]);
+      v->points = {2, 1, 6.5f, 2.4f, 10, 2, -1.5f, 0};
+      break;
+    }
     case ZelParams::none:
     case ZelParams::extrema:
       break;

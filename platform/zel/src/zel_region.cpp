@@ -150,6 +150,7 @@ ZelRoi* ZelRoi::translate(int dx, int dy) const {
 
 ZelRoi* ZelRoi::intersect(const ZelRoi* other) const {
   if (!other) return nullptr;
+  if (zel_global_state && zel_global_state->takeIntersectFailure()) return nullptr;
   // The pieces of two sets of disjoint rectangles are disjoint.
   std::vector<Rect> common;
   for (const Rect& b : other->rects_) {
@@ -184,6 +185,7 @@ ZelRoi* ZelRoi::clone() const {
 
 int ZelRoi::addRect(int x, int y, int width, int height) {
   if (!valid_size(width, height)) return 2;
+  if (zel_global_state && zel_global_state->takeAddRectFailure()) return 2;
   Edges added = edges_of({x, y, width, height});
   if (added.right > INT_MAX || added.bottom > INT_MAX) return 2;
   if (added.empty()) return 0;

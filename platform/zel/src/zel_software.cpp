@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "zel.h"
+#include "zel_software_blend.h"
 #include "zel_software_constant.h"
 #include "zel_software_copy.h"
 #include "zel_software_lookup.h"
@@ -87,6 +88,14 @@ const std::vector<ZelOperationInfo>& zel_operations() {
        1},
       {"lookup16_16", 1, ZEL_INT16, lookup<ZEL_INT16, ZEL_INT16>, ZelParams::lookup, 0, 1},
       {"colorconvert", 1, ZEL_UINT8, colorconvert, ZelParams::colorspaces},
+      {"blend16a8", 3, ZEL_INT16, blend<ZEL_INT16, ZEL_UINT8>, ZelParams::none, 0, 0,
+       ZEL_UINT8},
+      {"blend16a16", 3, ZEL_INT16, blend<ZEL_INT16, ZEL_INT16>, ZelParams::none, 0, 0,
+       ZEL_INT16},
+      {"blend8a8", 3, ZEL_UINT8, blend<ZEL_UINT8, ZEL_UINT8>, ZelParams::none, 0, 0, ZEL_UINT8},
+      {"blend8a16", 3, ZEL_UINT8, blend<ZEL_UINT8, ZEL_INT16>, ZelParams::none, 0, 0,
+       ZEL_INT16},
+      {"paint8", 1, ZEL_UINT8, paint8, ZelParams::paint},
   };
   return operations;
 }

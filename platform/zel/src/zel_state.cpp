@@ -41,6 +41,7 @@ void zel_set_quiet(bool q) {
 // ---- System state ----
 
 ZelRoi* ZelSystemState::createRoi() {
+  if (zel_global_state && zel_global_state->takeRoiFailure()) return nullptr;
   return new ZelRoi(this);
 }
 
@@ -48,20 +49,24 @@ ZelOp* ZelSystemState::createOp(const char* name) {
   return new ZelOp(this, name);
 }
 
-ZelKernel* ZelSystemState::createKernel(int width, int height, const float* values) {
+ZelKernel* ZelSystemState::createKernel(int width, int height, const float* values,
+                                        int16_t key_x, int16_t key_y) {
   constexpr long long kMostValues = 1LL << 24;
   if (width < 1 || height < 1 || static_cast<long long>(width) * height > kMostValues) {
     return nullptr;
   }
-  return new ZelKernel(this, width, height, values);
+  return new ZelKernel(this, width, height, values, key_x, key_y);
 }
 
 // ---- Kernels ----
 
-ZelKernel::ZelKernel(ZelSystemState* state, int width, int height, const float* values)
+ZelKernel::ZelKernel(ZelSystemState* state, int width, int height, const float* values,
+                     int16_t key_x, int16_t key_y)
     : ZelObject(state),
       width_(width),
       height_(height),
+      key_x_(key_x),
+      key_y_(key_y),
       values_(static_cast<size_t>(width) * static_cast<size_t>(height), 0.0f) {
   if (values) std::copy(values, values + values_.size(), values_.begin());
 }
@@ -233,6 +238,18 @@ bool ZelGlobalState::takeImageRegionFailure() {
 }
 bool ZelGlobalState::takeRectListFailure() {
   return take_failure(&failing_rect_lists_);
+}
+bool ZelGlobalState::takeImageFailure() {
+  return take_failure(&failing_images_);
+}
+bool ZelGlobalState::takeRoiFailure() {
+  return take_failure(&failing_rois_);
+}
+bool ZelGlobalState::takeAddRectFailure() {
+  return take_failure(&failing_add_rects_);
+}
+bool ZelGlobalState::takeIntersectFailure() {
+  return take_failure(&failing_intersects_);
 }
 
 ZelOpTreeNode::~ZelOpTreeNode() {
