@@ -60,8 +60,17 @@ static_assert(kBlend16_8.scatters == 0 && kBlend16_8.queued == 6);
 static_assert(kBlend16_8.queue[0] == 0xAF8A954Au && kBlend16_8.queue[1] == 0xAF8E9D5Au);
 static_assert(kBlend16_8.queue[2] == 0x3F02952Au && kBlend16_8.queue[3] == 0x3F069D3Au);
 static_assert(kBlend16_8.queue[4] == 0xAF12952Au && kBlend16_8.queue[5] == 0xAF169D3Au);
-static_assert(chunk_words(k_blend8_8, 32).queue[2] == 0x1F02952Au &&
-              chunk_words(k_blend8_8, 32).queue[3] == 0x1F069D3Au);
+// The multiply pair of each one-channel member; SUB and ADD are the same in all four.
+constexpr bool multiplies(const Member& m, uint32_t first, uint32_t second) {
+  const ChunkWords w = chunk_words(m, 32), v = chunk_words(k_blend16_8, 32);
+  return w.queue[2] == first && w.queue[3] == second && w.queue[0] == v.queue[0] &&
+         w.queue[1] == v.queue[1] && w.queue[4] == v.queue[4] && w.queue[5] == v.queue[5];
+}
+static_assert(multiplies(k_blend8_8, 0x1F02952Au, 0x1F069D3Au));
+static_assert(multiplies(k_blend8_16, 0x1F02952Au, 0x1F069D3Au));
+static_assert(multiplies(k_blend16_16, 0x3F02952Au, 0x3F069D3Au));
+static_assert(queue_word(SL_OP_MULF16, 16, 10, 42, 42) == 0x3F02952Au);
+static_assert(queue_word(SL_OP_SCATTER, 8, 74, 82, 4) == 0xE752A904u);
 constexpr ChunkWords kBlend16_8Sixteen = chunk_words(k_blend16_8, 16);
 static_assert(kBlend16_8Sixteen.queued == 3 && kBlend16_8Sixteen.load[0] == 0x87D60500u &&
               kBlend16_8Sixteen.load[1] == 0x87D01500u &&
