@@ -64,22 +64,28 @@ int64_t read(const uint8_t* p, uint32_t bytes) {
 TEST(Blend, EveryElementIsTheSecondSourcePlusTheAlphaScaledDifferenceRoundedDown) {
   for (const Member& m : kOneChannel) {
     const int shift = m.alpha_bytes == 1 ? 8 : 16;
-    check(m.name, blend(m.kernel), {m.pixel_bytes}, {m.pixel_bytes}, {m.alpha_bytes}, kWidths,
-          [&](const Pixel& p) {
-            const int64_t v = blended(read(p.in1, m.pixel_bytes), read(p.in2, m.pixel_bytes),
-                                      read(p.in3, m.alpha_bytes), shift);
-            if (m.pixel_bytes == 1) *p.out = uint8_t(std::clamp<int64_t>(v, 0, 255));
-            if (m.pixel_bytes == 2) put_u16(p.out, v);
-          });
+    check(
+        m.name, blend(m.kernel), {m.pixel_bytes}, {m.pixel_bytes}, {m.alpha_bytes}, kWidths,
+        [&](const Pixel& p) {
+          const int64_t v = blended(read(p.in1, m.pixel_bytes), read(p.in2, m.pixel_bytes),
+                                    read(p.in3, m.alpha_bytes), shift);
+          if (m.pixel_bytes == 1) *p.out = uint8_t(std::clamp<int64_t>(v, 0, 255));
+          if (m.pixel_bytes == 2) put_u16(p.out, v);
+        },
+        Places::apart);
   }
 }
 
 TEST(Blend, FourChannelPixelsBlendEveryByteUnderTheirPixelsAlphaByte) {
-  check("blend32_32", blend(sl_rect_blend32_32), {4}, {4}, {1}, kWidths, [](const Pixel& p) {
-    for (int k = 0; k < 4; ++k) {
-      p.out[k] = uint8_t(std::clamp<int64_t>(blended(p.in1[k], p.in2[k], *p.in3, 8), 0, 255));
-    }
-  });
+  check(
+      "blend32_32", blend(sl_rect_blend32_32), {4}, {4}, {1}, kWidths,
+      [](const Pixel& p) {
+        for (int k = 0; k < 4; ++k) {
+          p.out[k] =
+              uint8_t(std::clamp<int64_t>(blended(p.in1[k], p.in2[k], *p.in3, 8), 0, 255));
+        }
+      },
+      Places::apart);
 }
 
 // Small images for the edge values: s1, s2, alpha and the destination, 8-aligned.
