@@ -151,6 +151,21 @@ void sl_rect_cmyk2rgb_32(SL_RECT_1SRC_ARGS);
 void sl_rect_rgbcmyk_8888(SL_RECT_1SRC_ARGS, int32_t plane_stride);
 void sl_rect_cmykrgb_32(SL_RECT_1SRC_ARGS, int32_t plane_stride);
 
+// Blends: dst = s2 + alpha (x) (s1 - s2) element by element, with an alpha rectangle of
+// its own (address and stride). In the name, alpha's bits, then the pixel's: 8-bit alpha
+// (0..255) multiplies as (alpha * d) >> 8, 16-bit alpha (0..65535) as (alpha * d) >> 16,
+// rounding toward minus infinity, d = s1 - s2 exact. 16-bit pixels are taken as unsigned.
+// blend32_32 blends the four bytes of each 4-byte pixel under one alpha byte a pixel.
+// blend16_8 rounds its alpha stride down to a multiple of 2.
+#define SL_RECT_BLEND_ARGS                                                      \
+  uint32_t dst, int32_t dst_stride, int32_t width, int32_t height, uint32_t s1, \
+      int32_t s1_stride, uint32_t s2, int32_t s2_stride, uint32_t alpha, int32_t alpha_stride
+void sl_rect_blend8_8(SL_RECT_BLEND_ARGS);
+void sl_rect_blend8_16(SL_RECT_BLEND_ARGS);
+void sl_rect_blend16_8(SL_RECT_BLEND_ARGS);
+void sl_rect_blend16_16(SL_RECT_BLEND_ARGS);
+void sl_rect_blend32_32(SL_RECT_BLEND_ARGS);
+
 // Extrema: fold the rectangle's smallest and largest pixel into the running values (one
 // float each; four, one per byte channel, for _32). The only kernels that wait.
 void sl_rect_extrema_8(uint32_t src, int32_t src_stride, int32_t width, int32_t height,

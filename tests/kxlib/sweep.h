@@ -62,9 +62,12 @@ struct Pixel {
   uint8_t* out;              // the destination pixel as it was, to become the expected one
   const uint8_t *in1, *in2;  // the sources' pixels at the same place
   uint32_t at;               // the destination pixel's offset in its page-aligned buffer
+  const uint8_t* in3;        // the third source's pixel (alpha of the blends)
 };
 using Reference = std::function<void(const Pixel&)>;
 using Run = std::function<void(uint32_t dst, uint32_t src1, uint32_t src2, int32_t width)>;
+using Run3 = std::function<void(uint32_t dst, uint32_t src1, uint32_t src2, uint32_t src3,
+                                int32_t width)>;
 
 struct Side {
   uint32_t bytes;          // per pixel
@@ -73,9 +76,11 @@ struct Side {
 enum class Places { shared, apart };  // apart: sources also at other alignments
 
 // `run` over every place and width on fresh random images; every destination pixel must be
-// what `reference` makes of it, every other byte unchanged.
-inline void check(const char* name, const Run& run, Side dst, Side src, const Widths& widths,
-                  const Reference& reference, Places places = Places::shared) {
+// what `reference` makes of it, every other byte unchanged. A third source (`third` bytes a
+// pixel) starts where the first two do, rounded down to its alignment.
+inline void check(const char* name, const Run3& run, Side dst, Side src, Side third,
+                  const Widths& widths, const Reference& reference,
+                  Places places = Places::shared) {
   std::set<std::pair<uint32_t, uint32_t>> offsets;
   for (uint32_t d : kOffsets) {
     for (uint32_t s : {d, 0u, 1u, 2u, 3u}) {
@@ -83,23 +88,34 @@ inline void check(const char* name, const Run& run, Side dst, Side src, const Wi
         offsets.emplace(d & ~(dst.align - 1), s & ~(src.align - 1));
     }
   }
-  AliasedBuffer src1(3), src2(3), out(3);
+  AliasedBuffer src1(3), src2(3), src3(3), out(3);
   for (auto [d, s] : offsets) {
+    const uint32_t s3 = s & ~(third.align - 1);
     for (int32_t width : widths) {
-      randomize(src1), randomize(src2), randomize(out);
+      randomize(src1), randomize(src2), randomize(src3), randomize(out);
       Bytes expected(out.host(), out.host() + out.size());
-      run(out.alias() + d, src1.alias() + s, src2.alias() + s, width);
+      run(out.alias() + d, src1.alias() + s, src2.alias() + s, src3.alias() + s3, width);
       for (uint32_t row = 0; row < kRows; ++row) {
         for (uint32_t x = 0; x < uint32_t(width); ++x) {
           const uint32_t at = d + row * kStride + x * dst.bytes;
           const uint32_t from = s + row * kStride + x * src.bytes;
-          reference({&expected[at], src1.host() + from, src2.host() + from, at});
+          const uint32_t from3 = s3 + row * kStride + x * third.bytes;
+          reference(
+              {&expected[at], src1.host() + from, src2.host() + from, at, src3.host() + from3});
         }
       }
       ASSERT_TRUE(same(expected, out.host()))
           << name << " dst +" << d << " src +" << s << " width " << width;
     }
   }
+}
+
+inline void check(const char* name, const Run& run, Side dst, Side src, const Widths& widths,
+                  const Reference& reference, Places places = Places::shared) {
+  check(
+      name,
+      [&](uint32_t d, uint32_t s1, uint32_t s2, uint32_t, int32_t w) { run(d, s1, s2, w); },
+      dst, src, {1}, widths, reference, places);
 }
 
 template <class Kernel, class... Extra>

@@ -14,6 +14,7 @@
 #include "kx_X_page.h"
 #include "sl_ctx.h"
 #include "sl_word.h"
+#include "templates/mem_format.h"
 #include "templates/rect.h"
 
 namespace sl::lookup {
@@ -39,35 +40,6 @@ struct Member {
 
 // Byte-plane offsets {0, 256, 512, 768} repeated over 16 registers, written once a call.
 inline constexpr uint32_t kPlaneOffsets = 106;
-
-constexpr uint32_t type_of(uint32_t word) {
-  return (word >> 14) & 0x1Fu;
-}
-constexpr uint32_t reg_of(uint32_t word) {
-  return (word >> 7) & 0x7Fu;
-}
-constexpr uint32_t index_reg_of(uint32_t word) {
-  return word & 0x7Fu;
-}
-
-// Bytes of one pixel (or element) of a memory word's data type, and its page-test flags.
-constexpr uint32_t pixel_bytes(uint32_t type) {
-  if (type == SL_T4C || type == SL_T32) return 4;
-  if (type >= SL_T16R && type <= SL_T16R + 2) return 2;
-  if (type >= SL_T16 && type <= SL_T16 + 2) return 2;
-  return 1;
-}
-constexpr uint32_t page_flags(uint32_t type) {
-  if (type == SL_T4C) return SPAM_T4C;
-  switch (pixel_bytes(type)) {
-    case 4:
-      return SPAM_T32;
-    case 2:
-      return SPAM_T16;
-    default:
-      return SPAM_T8;
-  }
-}
 
 struct ChunkWords {
   uint32_t load;
