@@ -135,6 +135,30 @@ std::vector<int> pixels(ZelImage* root) {
   return out;
 }
 
+// Every pixel as its magnitude (one sign throughout).
+void magnitudes(ZelImage* root) {
+  for (unsigned y = 0; y < root->getHeight(); ++y) {
+    for (unsigned x = 0; x < root->getWidth(); ++x) {
+      for (unsigned b = 0; b < root->getBands(); ++b) {
+        root->setPixel(x, y, b, std::min(std::abs(root->getPixel(x, y, b)), 32767));
+      }
+    }
+  }
+}
+
+// A one-band 8-bit addition on the device sets the plane mask to all ones.
+void reset_plane_mask() {
+  ZelSystemState* state = zel_default_state();
+  ZelImage* a = state->createImage(1, 1, 1, ZEL_UINT8);
+  ZelOp* op = state->createOp("add8");
+  op->setSrc(1, a);
+  op->setSrc(2, a);
+  op->setDst(a);
+  ASSERT_EQ(zel_run(op, ZelPath::device_only).status, 0);
+  op->destroy();
+  a->destroy();
+}
+
 class Generator {
  public:
   explicit Generator(uint32_t seed) : random_(seed) {}
@@ -259,6 +283,27 @@ class Generator {
     v->to_space = row.to;
   }
 
+  // A brush of 1..6 x 1..6 weights, its key near it, a colour and up to three points near
+  // the image; now and then a weight or colour the device cannot take.
+  void paint(const Shape& image, ZelParamValues* v) {
+    v->brush_width = 1 + int(pick(6));
+    v->brush_height = 1 + int(pick(6));
+    v->brush_key_x = int(pick(unsigned(v->brush_width + 2))) - 1;
+    v->brush_key_y = int(pick(unsigned(v->brush_height + 2))) - 1;
+    v->brush.clear();
+    for (int i = 0; i < v->brush_width * v->brush_height; ++i) {
+      v->brush.push_back(chance(4) ? float(pick(2)) : float(pick(1001)) / 1000);
+    }
+    if (chance(12)) v->brush[pick(unsigned(v->brush.size()))] = 1.002f;
+    for (float& c : v->lists[0]) c = float(pick(2560)) / 10;
+    if (chance(12)) v->lists[0][pick(image.bands)] = chance(2) ? 255.6f : -0.7f;
+    v->points.clear();
+    for (unsigned i = pick(4); i > 0; --i) {
+      v->points.push_back(float(int(pick(image.width + 8)) - 4) + float(pick(4)) / 4);
+      v->points.push_back(float(int(pick(image.height + 6)) - 3) + float(pick(4)) / 4);
+    }
+  }
+
   bool chance(unsigned one_in) { return pick(one_in) == 0; }
 
  private:
@@ -307,6 +352,7 @@ struct Case {
   std::string name;
   std::vector<Shape> shapes;  // the sources, then the destination when there is one
   ZelParamValues params;
+  bool mixed_signs = false;  // 16-bit blend sources left with both signs
 };
 
 bool one_of(const std::string& name, std::initializer_list<const char*> names) {
@@ -326,7 +372,8 @@ bool one_band_only(const std::string& name) {
   return one_of(name,
                 {"addconst16", "subtractconst16", "subtractfromconst16", "multiplyconst16",
                  "divideconst16", "andconst16", "orconst16", "xorconst16", "rescale16",
-                 "threshold8", "threshold16", "extrema16", "copy16"});
+                 "threshold8", "threshold16", "extrema16", "copy16", "blend8a16",
+                 "blend16a8", "blend16a16"});
 }
 
 // The refusals docs/operations.md documents, for this case.
@@ -364,6 +411,28 @@ bool documented_refusal(const Case& c) {
       if (s.bands == 3 && lane(s) == 0) return true;
     }
     if (last.bands == 3 && last.root_bands == 4) return true;
+  }
+
+  const bool blend = n.rfind("blend", 0) == 0;
+  if (blend || n == "paint8") {
+    // One element a pixel or whole 4-byte pixels with bands in bytes 1..3, and a mask of
+    // all ones that may not reach another image's band.
+    for (const Shape& s : c.shapes) {
+      if (s.type == ZEL_UINT8 && s.bands == 3 && lane(s) != 1) return true;
+      if (s.child && s.root_bands != s.bands) return true;  // alpha or pixels strided
+    }
+    if (last.bands == 3 && last.root_bands == 4) return true;
+    if ((n == "blend8a16" || n.rfind("blend16", 0) == 0) && last.bands != 1) return true;
+    if (n.rfind("blend16", 0) == 0 && c.mixed_signs) return true;  // sources of two signs
+    if (n == "paint8") {
+      for (unsigned b = 0; b < bands; ++b) {
+        const double r = double(p.lists[0][b]) + 0.5;
+        if (!(r >= 0 && r < 256)) return true;
+      }
+      for (float w : p.brush) {
+        if (!(w >= 0 && w <= 1)) return true;
+      }
+    }
   }
 
   const unsigned used = first.type == ZEL_INT16 ? 1 : bands;
@@ -424,25 +493,40 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
     dst_bands = zel_colorspace_info(c.params.to_space)->bands;
   }
   const bool has_dst = info.params != ZelParams::extrema;
-  for (int i = 0; i < info.sources; ++i) c.shapes.push_back(g.shape(src_type, bands));
+  for (int i = 0; i < info.sources; ++i) {
+    const bool alpha = i == 2 && info.src3_data_type != 0;  // one band of its own type
+    c.shapes.push_back(alpha ? g.shape(info.src3_data_type, 1) : g.shape(src_type, bands));
+    if (alpha && !g.chance(4)) c.shapes.back().child = false;  // mostly a root of its own
+    if (alpha && !c.shapes.back().child) c.shapes.back().root_bands = 1;
+  }
   if (has_dst) c.shapes.push_back(g.shape(dst_type, dst_bands));
   if (c.name == "rescale16" && !g.chance(4)) {  // it refuses every child: mostly roots
     for (Shape& s : c.shapes) s.child = false, s.root_bands = s.bands;
   }
   const bool in_place =
-      info.sources > 0 && has_dst && src_type == dst_type && bands == dst_bands && g.chance(5);
+      info.params == ZelParams::paint || (info.sources > 0 && has_dst && src_type == dst_type &&
+                                          bands == dst_bands && g.chance(5));
   if (in_place) c.shapes.back() = c.shapes.front();
   g.params(c.name, src_type, info.params, &c.params);
   if (info.params == ZelParams::lookup) {
     g.table(src_type == ZEL_INT16, dst_type == ZEL_INT16, dst_bands, &c.params);
   }
+  if (info.params == ZelParams::paint) g.paint(c.shapes.front(), &c.params);
+  // 16-bit blends take sources of one sign: mostly give them that.
+  const bool blend16 = c.name.rfind("blend16", 0) == 0;
+  const bool one_sign = blend16 && !g.chance(4);
+  c.mixed_signs = blend16 && !one_sign;
 
   const size_t images = c.shapes.size();
   Made device[4], host[4];
   for (size_t i = 0; i < images; ++i) {
     make(c.shapes[i], seed + uint32_t(i), &device[i]);
     make(c.shapes[i], seed + uint32_t(i), &host[i]);
+    if (one_sign && i < 2) {
+      for (ZelImage* root : {device[i].root, host[i].root}) magnitudes(root);
+    }
   }
+  reset_plane_mask();  // the blends keep the mask in force: start each case from all ones
   ZelParamValues device_params = c.params, host_params = c.params;
   const auto build_op = [&](Made* made, ZelParamValues* params) {
     ZelOp* op = zel_default_state()->createOp(operation.name);

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <optional>
 
+#include "kx_blend.h"
 #include "kx_model.h"
 #include "plugin_test.h"
 #include "zel_params.h"
@@ -39,6 +40,10 @@ enum class Failure {
   cmem_alias,   // aliasing it refused
   bounds,       // bounds request refused
   cmem_unmap,   // unmapping fails: printed, otherwise ignored
+  new_image,    // the host makes no image
+  new_region,   // the host makes no region
+  add_rect,     // a region refuses a rectangle
+  intersect,    // regions give no intersection
 };
 constexpr Failure kFailures[] = {
     Failure::roi_list,        Failure::rect_list,       Failure::image_region,
@@ -46,15 +51,19 @@ constexpr Failure kFailures[] = {
     Failure::null_pointers,   Failure::null_object1,    Failure::null_object2,
     Failure::cmem_device,     Failure::cmem_alloc,      Failure::cmem_map,
     Failure::cmem_alias,      Failure::bounds,          Failure::cmem_unmap,
+    Failure::new_image,       Failure::new_region,      Failure::add_rect,
+    Failure::intersect,
 };
 const char* const kFailureNames[] = {
     "no region list",  "no rectangle list", "no image region",    "no src1 storage",
     "no src2 storage", "no dst storage",    "null pointers",      "null object 1",
     "null object 2",   "no /dev/kx_cmem",   "allocation refused", "mapping refused",
-    "alias refused",   "bounds refused",    "unmapping fails",
+    "alias refused",   "bounds refused",    "unmapping fails",    "no new image",
+    "no new region",   "rectangle refused", "no intersection",
 };
 
-// The one report a failure gives; the image is the one whose system state receives it.
+// The one report a failure gives (none, with a null id, for a silent refusal); the image is
+// the one whose system state receives it.
 enum class On { src1, src2, dst };
 struct Expected {
   const char* routine;
@@ -128,6 +137,19 @@ const Expected kReports[] = {
     {"ColorConvert", F::roi_list, "di-12", 0, 1, 210, "ColorConvertKX", On::src1},
     {"ColorConvert", F::null_object1, "di-202", 4, 1, 136, "ColorConvertKX", On::src1},
     {"ColorConvert", F::null_object2, "di-203", 4, 1, 141, "ColorConvertKX", On::dst},
+    {"Blend16a8", F::roi_list, "di-12", 1, 0, 139, "Blend16KX", On::dst},
+    {"Blend16a16", F::roi_list, "di-12", 1, 0, 276, "Blend16KX", On::dst},
+    {"Blend8a8", F::roi_list, "di-12", 1, 0, 130, "Blend8KX", On::dst},
+    {"Blend8a16", F::roi_list, "di-12", 1, 0, 295, "Blend8KX", On::dst},
+    // Painting works on its image's region and one region a stamp, and keeps its colour and
+    // brush images between calls (made again here: every run has a new brush).
+    {"Paint8", F::image_region, "di-7", 1, 0, 235, "Paint8KX", On::dst},
+    {"Paint8", F::intersect, "di-7", 1, 0, 235, "Paint8KX", On::dst},
+    {"Paint8", F::new_region, "di-1", 1, 0, 266, "Paint8KX", On::dst},
+    {"Paint8", F::rect_list, nullptr, 0, 0, 0, nullptr, On::dst},
+    {"Paint8", F::add_rect, nullptr, 0, 0, 0, nullptr, On::dst},
+    {"Paint8", F::new_image, nullptr, 0, 0, 0, nullptr, On::dst},
+    {"Paint8", F::null_pointers, nullptr, 0, 0, 0, nullptr, On::dst},
 };
 
 // A region list is made from the image's region and the region's rectangle list: where a
@@ -185,14 +207,18 @@ class FaultInjection : public PluginTest {
     // Sources live in a state of their own, so that a report names the image it is on.
     ZelSystemState sources;
     ZelImage* src[3] = {};
-    for (int i = 0; i < info->sources; ++i) {
-      src[i] = sources.createImage(21, 3, src_bands, info->data_type);
+    // A blend's alpha has one band of its own type; painting works in place.
+    const bool in_place = info->params == ZelParams::paint;
+    for (int i = 0; i < info->sources && !in_place; ++i) {
+      const bool alpha = i == 2 && info->src3_data_type != 0;
+      src[i] = sources.createImage(21, 3, alpha ? 1 : src_bands,
+                                   alpha ? info->src3_data_type : info->data_type);
       fill(src[i], 7 + i);
     }
     ZelImage* dst = has_dst ? image(21, 3, dst_bands, dst_type) : nullptr;
     if (dst != nullptr) fill(dst, 3);
     ZelOp* o = state()->createOp(r.path);
-    for (int i = 0; i < info->sources; ++i) o->setSrc(i + 1, src[i]);
+    for (int i = 0; i < info->sources; ++i) o->setSrc(i + 1, in_place ? dst : src[i]);
     o->setDst(dst);
     zel_attach_params(o, info->params, &values);
 
@@ -204,8 +230,13 @@ class FaultInjection : public PluginTest {
       return out;
     };
     Outcome out{};
-    for (int i = 0; i < 2; ++i) out.state[i] = src[i] ? src[i]->getSystemState() : nullptr;
+    for (int i = 0; i < 2; ++i) {
+      out.state[i] = src[i]     ? src[i]->getSystemState()
+                     : in_place ? dst->getSystemState()
+                                : nullptr;
+    }
     out.state[2] = dst != nullptr ? dst->getSystemState() : nullptr;
+    zelkx_paint_release();
     if (failure) arm(*failure, src, dst, o);
     out.before = results();
     zel_clear_error_log();
@@ -214,6 +245,7 @@ class FaultInjection : public PluginTest {
     out.status = run(r.routine, o);
     out.printed = testing::internal::GetCapturedStdout();
     kxm::drain();
+    zelkx_paint_release();  // what painting keeps on purpose
     out.held_after = held();
     out.after = results();
     out.reports = zel_error_log();
@@ -222,6 +254,10 @@ class FaultInjection : public PluginTest {
     zel_global_state->failRoiLists(0);  // a failure off the path stays armed otherwise
     zel_global_state->failRectLists(0);
     zel_global_state->failImageRegions(0);
+    zel_global_state->failImages(0);
+    zel_global_state->failRois(0);
+    zel_global_state->failAddRects(0);
+    zel_global_state->failIntersects(0);
     zel_release_params(o, info->params);
     o->destroy();
     for (ZelImage* s : src) {
@@ -237,7 +273,7 @@ class FaultInjection : public PluginTest {
       for (unsigned x = 0; x < image->getWidth(); ++x) {
         for (unsigned b = 0; b < image->getBands(); ++b) {
           const unsigned v = (x * 37 + y * 101 + b * 53 + seed * 29) % 251;
-          image->setPixel(x, y, b, wide ? int(v) * 97 - 12000 : int(v));
+          image->setPixel(x, y, b, wide ? int(v) * 97 + 1 : int(v));
         }
       }
     }
@@ -291,6 +327,18 @@ class FaultInjection : public PluginTest {
       case Failure::cmem_unmap:
         config.cmem_unmaps = false;
         break;
+      case Failure::new_image:
+        zel_global_state->failImages(1);
+        break;
+      case Failure::new_region:
+        zel_global_state->failRois(1);
+        break;
+      case Failure::add_rect:
+        zel_global_state->failAddRects(1);
+        break;
+      case Failure::intersect:
+        zel_global_state->failIntersects(1);
+        break;
     }
     kxm::configure(config);
   }
@@ -327,7 +375,7 @@ TEST_F(FaultInjection, EveryRoutineRefusesEachFailureOnItsPathCleanlyAndIgnoresT
         EXPECT_EQ(got.after, unwritten ? got.before : baseline.after)
             << what << ": a failure off the path changed the result";
       }
-      if (report == nullptr) {
+      if (report == nullptr || report->id == nullptr) {
         EXPECT_TRUE(got.reports.empty()) << what << ": " << got.reports.front().id;
       } else if (got.reports.size() != 1) {
         ADD_FAILURE() << what << ": " << got.reports.size() << " reports";

@@ -131,5 +131,30 @@ check "note on high samples" 0 "$kxrun" copy16 high.pgm -o high3.pgm
   { echo "FAIL the note on samples above 32767: $(cat err.txt)"; failures=$((failures + 1)); }
 check "bad sample16" 1 "$kxrun" copy16 --sample16 mirror high.pgm -o c.pgm
 
+# Blends and painting.
+printf 'P5\n1 1\n255\n\0' >zero.pgm; printf 'P5\n1 1\n255\n\377' >full.pgm
+check "blend8a8" 0 "$kxrun" blend8a8 --no-fallback zero.pgm full.pgm full.pgm -o bl.pgm
+[ "$(bytes 1 bl.pgm)" = "254" ] || { echo "FAIL blend8a8 of 0 and 255 under 255: $(bytes 1 bl.pgm)"; failures=$((failures + 1)); }
+check "blend8a8 on the host" 0 "$kxrun" blend8a8 --device host zero.pgm full.pgm full.pgm -o bh.pgm
+[ "$(bytes 1 bh.pgm)" = "255" ] || { echo "FAIL host blend8a8: $(bytes 1 bh.pgm)"; failures=$((failures + 1)); }
+printf 'P5\n1 1\n65535\n\0\144' >p100.pgm; printf 'P5\n1 1\n65535\n\377\234' >m100.pgm  # 100, -100
+"$kxrun" blend16a16 --no-fallback p100.pgm m100.pgm p100.pgm -o c.pgm 2>err.txt
+[ $? -eq 3 ] && grep -q "refused blend16a16" err.txt || { echo "FAIL blend16a16 of two signs: $(cat err.txt)"; failures=$((failures + 1)); }
+check "alpha of three channels" 1 "$kxrun" blend8a8 zero.pgm full.pgm px.ppm -o c.pgm
+printf 'P5\n33 1\n65535\n' >a16.pgm; printf '\200\0%.0s' $(seq 33) >>a16.pgm
+check "blend8a16 trace" 0 "$kxrun" blend8a16 --trace bt.txt --no-fallback a.pgm b.pgm a16.pgm -o c.pgm
+words=$(grep -E '^(mem|queue) ' bt.txt | awk '{print $NF}' | sed 's/^0x//' | awk '{printf "%s ", ($0 ~ /^8/ ? substr($0, 1, 7) "0" : $0)}' | xargs)
+expected="8fd60500 8fd01500 8fd02500 af8a954a af8e9d5a 3f02952a 3f069d3a af12952a af169d3a 8f901500 80560500 80501500 80502500 a08a954a 3002952a a012952a 80101500"
+[ "$words" = "$expected" ] || { echo "FAIL trace of a 33-pixel blend8a16: $words"; failures=$((failures + 1)); }
+printf '3 3 1 1\n0 0.5 0\n0.5 1 0.5\n0 0.5 0\n' >brush.txt
+printf 'P6\n4 1\n255\n' >row.ppm; printf '\012\024\036%.0s' $(seq 4) >>row.ppm   # 10, 20, 30
+# On the device full weight gives 254 (the multiply's 255/256), half weight 10 + 122.
+check "paint8" 0 "$kxrun" paint8 --brush brush.txt --color 255,0,0 --points '1,0' --no-fallback row.ppm -o pr.ppm
+[ "$(bytes 12 pr.ppm)" = "132 10 15 254 0 0 132 10 15 10 20 30" ] || { echo "FAIL paint8 red: $(bytes 12 pr.ppm)"; failures=$((failures + 1)); }
+printf '2 2 0 0\n1 1 1\n' >bad.txt
+check "brush short of weights" 1 "$kxrun" paint8 --brush bad.txt --color 1,2,3 --points '1,0' row.ppm -o c.ppm
+check "colour count" 1 "$kxrun" paint8 --brush brush.txt --color 1,2 --points '1,0' row.ppm -o c.ppm
+check "bad points" 1 "$kxrun" paint8 --brush brush.txt --color 1,2,3 --points '1;0' row.ppm -o c.ppm
+
 [ "$failures" -eq 0 ] && echo "kxrun: all checks passed"
 exit "$failures"

@@ -55,8 +55,9 @@ const std::vector<Arrangement> kLookup8Arrangements = {
 const std::vector<Arrangement> kLookupArrangements = {{1, 0, 0, false, 1}, {1, 5, -3, true, 1}};
 constexpr unsigned kWidth = 320, kHeight = 200;
 
-// Deterministic pixels: half small values, half anywhere in the type's range.
-void fill(ZelImage* image, unsigned seed) {
+// Deterministic pixels: half small values, half anywhere in the type's range (or, with
+// `magnitudes`, their absolute values).
+void fill(ZelImage* image, unsigned seed, bool magnitudes = false) {
   uint32_t state = seed * 2654435761u + 12345u;
   const bool wide = image->getDataType() == ZEL_INT16;
   for (unsigned y = 0; y < image->getHeight(); ++y) {
@@ -65,7 +66,7 @@ void fill(ZelImage* image, unsigned seed) {
         state = state * 1664525u + 1013904223u;
         const int r = int(state >> 8);
         int v = wide ? (r & 1 ? (r >> 1) % 401 - 200 : (r >> 1) % 65536 - 32768) : r % 256;
-        image->setPixel(x, y, b, v);
+        image->setPixel(x, y, b, magnitudes ? std::min(std::abs(v), 32767) : v);
       }
     }
   }
@@ -89,10 +90,14 @@ void run_arrangement(const ZelOperationInfo& info, const Arrangement& a,
   const unsigned dst_bands = a.dst_bands ? a.dst_bands : bands;
   const int dst_type = info.dst_data_type ? info.dst_data_type : info.data_type;
   const bool has_dst = info.params != ZelParams::extrema;
+  // A blend's alpha is one band of its own type; 16-bit blends take sources of one sign.
+  const bool one_sign = info.src3_data_type != 0 && info.data_type == ZEL_INT16;
   std::vector<ZelImage*> sources;
   for (int s = 0; s < info.sources; ++s) {
-    ZelImage* image = state->createImage(kWidth, kHeight, bands, info.data_type, 4 * s);
-    fill(image, 17 * s + bands);
+    const bool alpha = s == 2 && info.src3_data_type != 0;
+    ZelImage* image = state->createImage(kWidth, kHeight, alpha ? 1 : bands,
+                                         alpha ? info.src3_data_type : info.data_type, 4 * s);
+    fill(image, 17 * s + bands, one_sign && !alpha);
     sources.push_back(image);
   }
   if (!sources.empty()) sources[0]->setOrigin(a.origin_x, a.origin_y);
@@ -126,6 +131,7 @@ void run_arrangement(const ZelOperationInfo& info, const Arrangement& a,
     ZelOp* op = state->createOp(info.name);
     for (int s = 0; s < info.sources; ++s) op->setSrc(s + 1, sources[size_t(s)]);
     if (has_dst) op->setDst(written[side]);
+    if (info.params == ZelParams::paint) op->setSrc(1, written[side]);  // in place
     zel_attach_params(op, info.params, &params[side]);
     const kxm::Counters before = kxm::counters();
     const auto start = std::chrono::steady_clock::now();

@@ -291,6 +291,9 @@ class ZelRoi final : public ZelObject {
   // ---- Host side ----
   // Disjoint, non-empty, sorted by top edge and then left edge.
   const std::vector<Rect>& rects() const { return rects_; }
+  // intersect and addRect for the host's own use: they never fail on a test's demand.
+  ZelRoi* hostIntersect(const ZelRoi* other) const;
+  int hostAddRect(int x, int y, int width, int height);
 
  private:
   friend class ZelSystemState;
@@ -595,6 +598,9 @@ class ZelGlobalState {
   void failAddRects(int n) { failing_add_rects_ = n; }
   void failIntersects(int n) { failing_intersects_ = n; }
   bool takeImageFailure();
+  // Images ZelSystemState::createImage has made, in every state, since the process began.
+  long imagesCreated() const { return images_created_; }
+  void noteImageCreated() { ++images_created_; }
   bool takeRoiFailure();
   bool takeAddRectFailure();
   bool takeIntersectFailure();
@@ -608,6 +614,7 @@ class ZelGlobalState {
   int failing_image_regions_ = 0;
   int failing_rect_lists_ = 0;
   int failing_images_ = 0;
+  long images_created_ = 0;
   int failing_rois_ = 0;
   int failing_add_rects_ = 0;
   int failing_intersects_ = 0;

@@ -121,6 +121,7 @@ ZelImage* ZelSystemState::createImage(unsigned width, unsigned height, unsigned 
   }
   image->aliasPixels();  // no "kx" storage when it fails: the pixels serve all the same
   image->updateSpaceRoi();
+  if (zel_global_state) zel_global_state->noteImageCreated();
   return image;
 }
 
@@ -365,10 +366,10 @@ void ZelImage::updateSpaceRoi() {
   const long long right = std::min<long long>(left + getWidth(), INT_MAX);
   const long long bottom = std::min<long long>(top + getHeight(), INT_MAX);
   if (left < INT_MAX && top < INT_MAX) {
-    extent.addRect(static_cast<int>(left), static_cast<int>(top),
-                   static_cast<int>(right - left), static_cast<int>(bottom - top));
+    extent.hostAddRect(static_cast<int>(left), static_cast<int>(top),
+                       static_cast<int>(right - left), static_cast<int>(bottom - top));
   }
-  ZelRoi* region = roi_ ? roi_->intersect(&extent) : extent.translate(0, 0);
+  ZelRoi* region = roi_ ? roi_->hostIntersect(&extent) : extent.translate(0, 0);
   if (space_roi_) space_roi_->destroy();
   space_roi_ = region;
 }

@@ -149,8 +149,12 @@ ZelRoi* ZelRoi::translate(int dx, int dy) const {
 }
 
 ZelRoi* ZelRoi::intersect(const ZelRoi* other) const {
+  if (other && zel_global_state && zel_global_state->takeIntersectFailure()) return nullptr;
+  return hostIntersect(other);
+}
+
+ZelRoi* ZelRoi::hostIntersect(const ZelRoi* other) const {
   if (!other) return nullptr;
-  if (zel_global_state && zel_global_state->takeIntersectFailure()) return nullptr;
   // The pieces of two sets of disjoint rectangles are disjoint.
   std::vector<Rect> common;
   for (const Rect& b : other->rects_) {
@@ -184,8 +188,14 @@ ZelRoi* ZelRoi::clone() const {
 }
 
 int ZelRoi::addRect(int x, int y, int width, int height) {
+  if (valid_size(width, height) && zel_global_state && zel_global_state->takeAddRectFailure()) {
+    return 2;
+  }
+  return hostAddRect(x, y, width, height);
+}
+
+int ZelRoi::hostAddRect(int x, int y, int width, int height) {
   if (!valid_size(width, height)) return 2;
-  if (zel_global_state && zel_global_state->takeAddRectFailure()) return 2;
   Edges added = edges_of({x, y, width, height});
   if (added.right > INT_MAX || added.bottom > INT_MAX) return 2;
   if (added.empty()) return 0;
@@ -310,7 +320,7 @@ ZelRectList* ZeliGetRoiList(ZelRoi** roi, ZelImage* dst, ZelImage* src1, ZelImag
   for (ZelImage* image : {dst, src1, src2, src3}) {
     if (!image) continue;
     ZelRoi* region = image->getImageSpaceRoi();
-    ZelRoi* next = !region ? nullptr : common ? common->intersect(region) : region->clone();
+    ZelRoi* next = !region ? nullptr : common ? common->hostIntersect(region) : region->clone();
     if (common) common->destroy();
     common = next;
     if (!common) return nullptr;

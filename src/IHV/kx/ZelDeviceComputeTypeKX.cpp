@@ -4,6 +4,7 @@
 #include <new>
 
 #include "kx.h"
+#include "kx_blend.h"
 
 namespace {
 char device_name[] = "ZelDeviceComputeKX";
@@ -11,7 +12,10 @@ char device_name[] = "ZelDeviceComputeKX";
 
 ZelDeviceComputeTypeKX::ZelDeviceComputeTypeKX() : ZelDeviceComputeType(device_name) {}
 
-ZelDeviceComputeTypeKX::~ZelDeviceComputeTypeKX() = default;
+// What painting keeps between calls lives as long as the device object.
+ZelDeviceComputeTypeKX::~ZelDeviceComputeTypeKX() {
+  zelkx_paint_release();
+}
 
 ZelDeviceComputeType* ZelCreateComputeType() {
   // The probe keeps nothing open: kernels reach the processor through libkx's own context.
