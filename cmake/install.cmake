@@ -15,8 +15,7 @@ set(KX_INSTALL_CMAKEDIR lib/cmake)
 # The pixel-processor library and libkx under it.
 install(TARGETS kx kxlib EXPORT kxlibTargets
         LIBRARY DESTINATION lib
-        ARCHIVE DESTINATION lib
-        INCLUDES DESTINATION include)
+        ARCHIVE DESTINATION lib)
 install(DIRECTORY platform/kx/include/ DESTINATION include/kx)
 install(DIRECTORY kxlib/include/ DESTINATION include/kxlib)
 install(EXPORT kxlibTargets NAMESPACE kxlib:: DESTINATION ${KX_INSTALL_CMAKEDIR}/kxlib)

@@ -20,3 +20,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-ppc -L ${KX_CROSS_SYSROOT})
+
+# The model's tests check that this build is big-endian.
+set(KX_EXPECT_BIG_ENDIAN ON)
