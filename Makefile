@@ -1,8 +1,11 @@
 # The two commands of the README. Everything else is CMake's.
 BUILD ?= build
 JOBS ?= 2
+# The big-endian 32-bit build (cmake/powerpc-linux-gnu.cmake), its tests run under qemu-user.
+BE_BUILD ?= build-be
+BE_CTEST_ARGS ?=
 
-.PHONY: run test build clean
+.PHONY: run test build clean test-be build-be
 
 build:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release
@@ -14,5 +17,14 @@ run: build
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+build-be:
+	scripts/install-be-tools.sh
+	cmake -S . -B $(BE_BUILD) -DCMAKE_BUILD_TYPE=Release \
+	  --toolchain $(CURDIR)/cmake/powerpc-linux-gnu.cmake
+	cmake --build $(BE_BUILD) -j $(JOBS)
+
+test-be: build-be
+	cd $(BE_BUILD) && ctest --output-on-failure -j $(JOBS) $(BE_CTEST_ARGS)
+
 clean:
-	rm -rf $(BUILD) build-sanitize
+	rm -rf $(BUILD) build-sanitize $(BE_BUILD)

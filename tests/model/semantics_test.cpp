@@ -1,4 +1,5 @@
 // What words do (docs/kx-isa.md 3 and 4), as short word sequences through the bus.
+#include <bit>
 #include <cstring>
 
 #include "model_fixture.h"
@@ -183,6 +184,22 @@ TEST_F(MemoryTypes, WordsPutTheLowestAddressInTheTopLaneAndSixteenBitNumbersAreH
   EXPECT_EQ(regs(20, 2), (Words{0x1234, 0xFEDC}));
   issue(mem(ST1, T16, 2, 20), at(24));
   EXPECT_EQ(bytes(24, 4), bytes(16, 4));
+}
+
+// The workstation is big-endian, where both byte-order rules are plain memory access; on a
+// little-endian host a word's lanes are its bytes reversed and a 16-bit number is still plain.
+TEST_F(MemoryTypes, PlainAccessMeetsTheLanesExactlyOnABigEndianHost) {
+#ifdef KX_EXPECT_BIG_ENDIAN
+  ASSERT_EQ(std::endian::native, std::endian::big) << "the big-endian build is not big-endian";
+#endif
+  set(10, 0x8899AABB);
+  set(11, 0xFFFFC3D4);
+  issue(mem(ST1, T32, 1, 10), at(0));
+  issue(mem(ST1, T16, 1, 11), at(4));
+  uint32_t word;
+  std::memcpy(&word, host, 4);
+  EXPECT_EQ(word, std::endian::native == std::endian::big ? 0x8899AABBu : 0xBBAA9988u);
+  EXPECT_EQ(half_at(host + 4), 0xC3D4);
 }
 
 TEST_F(MemoryTypes, IndexedLoadsReadTableBasePlusEachIndex) {

@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # kxrun as a user meets it: results, exit statuses and one-line reasons.
+# Usage: kxrun_test.sh KXRUN [EMULATOR ARGS...]; a cross build runs KXRUN through EMULATOR.
 set -u
-kxrun="$1"
+kxrun_path=$(realpath "$1")
+shift
+kxrun_cmd=("$@" "$kxrun_path")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -24,7 +27,7 @@ printf 'P5\n2 2\n255\n\001\002\003\004' >small.pgm
 printf 'P7\nWIDTH 2\nHEIGHT 1\nDEPTH 2\nMAXVAL 255\nENDHDR\n\001\002\003\004' >two.pam
 printf 'P5\n2 2\n255\n\001' >short.pgm
 
-check "add8 runs" 0 "$kxrun" add8 --trace t.txt a.pgm b.pgm -o c.pgm
+check "add8 runs" 0 "${kxrun_cmd[@]}" add8 --trace t.txt a.pgm b.pgm -o c.pgm
 if [ "$(tail -c 33 c.pgm | od -v -An -tu1 | tr -s ' \n' ' ' | xargs)" != "$(printf '255 %.0s' $(seq 33) | xargs)" ]; then
   echo "FAIL add8 result: $(od -An -tu1 c.pgm)"; failures=$((failures + 1))
 fi
@@ -33,39 +36,39 @@ expected="0x8fd00500 0x8fd01d00 0xaf029d3a 0xaf06a54a 0x8f981d00 0x80500500 0x80
 if [ "$words" != "$expected" ]; then
   echo "FAIL trace of a 33-pixel add: $words"; failures=$((failures + 1))
 fi
-check "host path" 0 "$kxrun" subtract8 --device host a.pgm b.pgm -o d.pgm
-check "roi" 0 "$kxrun" add8 --roi 1,0,2,1 --stats a.pgm b.pgm -o e.pgm
+check "host path" 0 "${kxrun_cmd[@]}" subtract8 --device host a.pgm b.pgm -o d.pgm
+check "roi" 0 "${kxrun_cmd[@]}" add8 --roi 1,0,2,1 --stats a.pgm b.pgm -o e.pgm
 grep -q '^memory_words=' err.txt || { echo "FAIL --stats prints counters"; failures=$((failures + 1)); }
-check "list" 0 "$kxrun" list
+check "list" 0 "${kxrun_cmd[@]}" list
 grep -qx add8 out.txt || { echo "FAIL list names add8"; failures=$((failures + 1)); }
-check "missing file" 1 "$kxrun" add8 nothere.pgm b.pgm -o c.pgm
-check "truncated file" 1 "$kxrun" add8 short.pgm short.pgm -o c.pgm
-check "size mismatch" 1 "$kxrun" add8 a.pgm small.pgm -o c.pgm
-check "type mismatch" 1 "$kxrun" add16 a.pgm b.pgm -o c.pgm
-check "unknown operation" 1 "$kxrun" frobnicate a.pgm -o c.pgm
-check "wrong input count" 1 "$kxrun" add8 a.pgm -o c.pgm
-check "no output" 1 "$kxrun" add8 a.pgm b.pgm
-check "bad roi" 1 "$kxrun" add8 --roi 1,2,3 a.pgm b.pgm -o c.pgm
-check "bad device" 1 "$kxrun" add8 --device gpu a.pgm b.pgm -o c.pgm
-check "refused without fallback" 3 "$kxrun" add8 --no-fallback two.pam two.pam -o c.pam
-check "refused with fallback" 0 "$kxrun" add8 two.pam two.pam -o c.pam
+check "missing file" 1 "${kxrun_cmd[@]}" add8 nothere.pgm b.pgm -o c.pgm
+check "truncated file" 1 "${kxrun_cmd[@]}" add8 short.pgm short.pgm -o c.pgm
+check "size mismatch" 1 "${kxrun_cmd[@]}" add8 a.pgm small.pgm -o c.pgm
+check "type mismatch" 1 "${kxrun_cmd[@]}" add16 a.pgm b.pgm -o c.pgm
+check "unknown operation" 1 "${kxrun_cmd[@]}" frobnicate a.pgm -o c.pgm
+check "wrong input count" 1 "${kxrun_cmd[@]}" add8 a.pgm -o c.pgm
+check "no output" 1 "${kxrun_cmd[@]}" add8 a.pgm b.pgm
+check "bad roi" 1 "${kxrun_cmd[@]}" add8 --roi 1,2,3 a.pgm b.pgm -o c.pgm
+check "bad device" 1 "${kxrun_cmd[@]}" add8 --device gpu a.pgm b.pgm -o c.pgm
+check "refused without fallback" 3 "${kxrun_cmd[@]}" add8 --no-fallback two.pam two.pam -o c.pam
+check "refused with fallback" 0 "${kxrun_cmd[@]}" add8 two.pam two.pam -o c.pam
 bytes() { tail -c "$1" "$2" | od -v -An -tu1 | tr -s ' \n' ' ' | xargs; }
-check "addconst8" 0 "$kxrun" addconst8 --const 5.9 --no-fallback a.pgm -o k.pgm
+check "addconst8" 0 "${kxrun_cmd[@]}" addconst8 --const 5.9 --no-fallback a.pgm -o k.pgm
 [ "$(bytes 3 k.pgm)" = "105 105 105" ] || { echo "FAIL addconst8: $(bytes 3 k.pgm)"; failures=$((failures + 1)); }
-check "threshold8" 0 "$kxrun" threshold8 --threshold 99.5,100,7 --no-fallback a.pgm -o t.pgm
+check "threshold8" 0 "${kxrun_cmd[@]}" threshold8 --threshold 99.5,100,7 --no-fallback a.pgm -o t.pgm
 [ "$(bytes 2 t.pgm)" = "7 7" ] || { echo "FAIL threshold8: $(bytes 2 t.pgm)"; failures=$((failures + 1)); }
-check "setvalue8" 0 "$kxrun" setvalue8 --value 8.5 --no-fallback small.pgm -o v.pgm
+check "setvalue8" 0 "${kxrun_cmd[@]}" setvalue8 --value 8.5 --no-fallback small.pgm -o v.pgm
 [ "$(bytes 4 v.pgm)" = "9 9 9 9" ] || { echo "FAIL setvalue8: $(bytes 4 v.pgm)"; failures=$((failures + 1)); }
-check "extrema8" 0 "$kxrun" extrema8 --no-fallback small.pgm
+check "extrema8" 0 "${kxrun_cmd[@]}" extrema8 --no-fallback small.pgm
 [ "$(cat out.txt | xargs)" = "max=4 min=1" ] || { echo "FAIL extrema8 prints: $(cat out.txt)"; failures=$((failures + 1)); }
-check "missing parameter" 1 "$kxrun" addconst8 a.pgm -o c.pgm
-check "parameter not taken" 1 "$kxrun" add8 --const 1 a.pgm b.pgm -o c.pgm
-check "a value per band" 1 "$kxrun" addconst8 --const 1,2 a.pgm -o c.pgm
-check "bad number" 1 "$kxrun" threshold8 --threshold 1,x,3 a.pgm -o c.pgm
-check "short matrix" 1 "$kxrun" bandCombine16 --matrix 1,2,3 a.pgm -o c.pgm
-check "extrema writes no image" 1 "$kxrun" extrema8 small.pgm -o c.pgm
-check "no command" 1 "$kxrun"
-check "unwritable output" 1 "$kxrun" add8 a.pgm b.pgm -o /nonexistent/c.pgm
+check "missing parameter" 1 "${kxrun_cmd[@]}" addconst8 a.pgm -o c.pgm
+check "parameter not taken" 1 "${kxrun_cmd[@]}" add8 --const 1 a.pgm b.pgm -o c.pgm
+check "a value per band" 1 "${kxrun_cmd[@]}" addconst8 --const 1,2 a.pgm -o c.pgm
+check "bad number" 1 "${kxrun_cmd[@]}" threshold8 --threshold 1,x,3 a.pgm -o c.pgm
+check "short matrix" 1 "${kxrun_cmd[@]}" bandCombine16 --matrix 1,2,3 a.pgm -o c.pgm
+check "extrema writes no image" 1 "${kxrun_cmd[@]}" extrema8 small.pgm -o c.pgm
+check "no command" 1 "${kxrun_cmd[@]}"
+check "unwritable output" 1 "${kxrun_cmd[@]}" add8 a.pgm b.pgm -o /nonexistent/c.pgm
 
 # Lookups: a table file, and the words of a 33-pixel lookup.
 printf '# a table\noffset 100\n7\n8\n9\n' >t.txt
