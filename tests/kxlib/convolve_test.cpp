@@ -188,13 +188,9 @@ class Convolve : public ::testing::Test {
     k(dst.alias() + d, stride, width + extra, height + extra, src.alias() + s, stride,
       x + width, y + height, x, y, c.data(), mode);
     if (kxm::config().deferred) kxm::drain();
-    const Rect out{src.host() + s + y * stride + x * int32_t(k.bytes),
-                   stride,
-                   expected.data() + d,
-                   stride,
-                   width,
-                   height};
-    reference(k, c.data(), out, mode);
+    const uint8_t* first = src.host() + s + y * stride + x * int32_t(k.bytes);
+    reference(k, c.data(), Rect{first, stride, expected.data() + d, stride, width, height},
+              mode);
     ASSERT_TRUE(sweep::same(expected, dst.host()))
         << k.name << " mode " << mode << " " << width << " x " << height << " at +" << d;
   }
@@ -245,6 +241,10 @@ TEST_F(Convolve, TwoByAHundredIsZeroFilledLeftAloneOrConvolvedWithTheEdgesRepeat
     if (mode == -1) {
       EXPECT_TRUE(trace.lines().empty()) << "nothing issued";
     }
+    if (mode == 0) {
+      for (const auto& [address, word] : trace.memory())
+        EXPECT_NE((word >> 19) & 0xF, uint32_t(SL_LD)) << "only the fill";
+    }
   }
 }
 
@@ -261,12 +261,13 @@ TEST_F(Convolve, ExtremeCoefficientsAndSamplesSaturateAsTheReferenceDoes) {
 
 // The memory words of a trace as (address, word): loads and stores told apart by the op.
 struct Access {
-  uint32_t address, count, op;
+  uint32_t address, count, op, reg;
 };
 std::vector<Access> accesses(const TraceCapture& trace) {
   std::vector<Access> out;
   for (auto [address, word] : trace.memory())
-    out.push_back({address | (word & 7), ((word >> 23) & 0x1F) + 1, (word >> 19) & 0xF});
+    out.push_back({address | (word & 7), ((word >> 23) & 0x1F) + 1, (word >> 19) & 0xF,
+                   (word >> 7) & 0x7F});
   return out;
 }
 
@@ -399,6 +400,7 @@ TEST(ConvolveWords, AStoreAcrossAPageSplitsWithItsFormatsFlagsAndKeepsItsChannel
     EXPECT_EQ(stores[0].count, 8u);
     EXPECT_EQ(stores[1].address, buffer.alias() + 0x2000 + channel) << name;
     EXPECT_EQ(stores[1].count, 16u);
+    EXPECT_EQ(stores[1].reg, stores[0].reg + 8) << "the second piece's registers follow";
   }
 }
 
