@@ -104,6 +104,62 @@ void sl_rect_trf24_32(SL_RECT_1SRC_ARGS, const int32_t* coefficients);
 void sl_rect_trf32_32(SL_RECT_1SRC_ARGS, const int32_t* coefficients);
 void sl_rect_trf16_16_3(SL_RECT_1SRC_ARGS, const int32_t* coefficients);
 
+// Convolutions of one rectangle. `src` is the source pixel (0, 0), `limit_width` x
+// `limit_height` the source's extent and (x, y) the rectangle's place in it; the rectangle
+// is clipped to the extent, and its sides are the image's edges. Square kernels take N x N
+// coefficients row by row, coefficient k multiplying the pixel at row k / N, column k % N of
+// the neighbourhood (callers mirror a true convolution's kernel); separable kernels take a
+// horizontal and a vertical vector of N. Coefficients are taken x 256 (f) or x 65536 (h),
+// truncated toward zero. `mode`: 1 repeats the edge pixels outwards, 0 fills the border
+// (the r = N / 2 outermost rows and columns) with zero, -1 leaves it unwritten. `_8` one
+// byte a pixel, `_16` signed 16-bit pixels, `_32c` the byte channel of 4-byte pixels that
+// the addresses' low two bits pick.
+#define SL_CONVOLVE_ARGS                                                         \
+  uint32_t dst, int32_t dst_stride, int32_t width, int32_t height, uint32_t src, \
+      int32_t src_stride, int32_t limit_width, int32_t limit_height, int32_t x, int32_t y
+
+// Members: X(name, N, fraction bits f or h, format) and X(name, N, format).
+// clang-format off
+#define SL_SQUARE_CONVOLUTIONS(X) \
+  X(cnv3x3f_8, 3, f, 8)     \
+  X(cnv3x3f_16, 3, f, 16)   \
+  X(cnv3x3f_32c, 3, f, 32c) \
+  X(cnv3x3h_8, 3, h, 8)     \
+  X(cnv3x3h_16, 3, h, 16)   \
+  X(cnv3x3h_32c, 3, h, 32c) \
+  X(cnv5x5f_8, 5, f, 8)     \
+  X(cnv5x5f_16, 5, f, 16)   \
+  X(cnv5x5f_32c, 5, f, 32c) \
+  X(cnv5x5h_8, 5, h, 8)     \
+  X(cnv5x5h_16, 5, h, 16)   \
+  X(cnv5x5h_32c, 5, h, 32c) \
+  X(cnv7x7f_8, 7, f, 8)     \
+  X(cnv7x7f_16, 7, f, 16)   \
+  X(cnv7x7f_32c, 7, f, 32c) \
+  X(cnv7x7h_8, 7, h, 8)     \
+  X(cnv7x7h_16, 7, h, 16)   \
+  X(cnv7x7h_32c, 7, h, 32c)
+#define SL_SEPARABLE_CONVOLUTIONS(X) \
+  X(scnv3x3f_8, 3, 8)     \
+  X(scnv3x3f_16, 3, 16)   \
+  X(scnv3x3f_32c, 3, 32c) \
+  X(scnv5x5f_8, 5, 8)     \
+  X(scnv5x5f_16, 5, 16)   \
+  X(scnv5x5f_32c, 5, 32c) \
+  X(scnv7x7f_8, 7, 8)     \
+  X(scnv7x7f_16, 7, 16)   \
+  X(scnv7x7f_32c, 7, 32c)
+// clang-format on
+
+#define SL_SQUARE_CONVOLUTION(name, n, bits, fmt) \
+  void sl_rect_##name(SL_CONVOLVE_ARGS, const float* coef, int32_t mode);
+#define SL_SEPARABLE_CONVOLUTION(name, n, fmt) \
+  void sl_rect_##name(SL_CONVOLVE_ARGS, const float* hcoef, const float* vcoef, int32_t mode);
+SL_SQUARE_CONVOLUTIONS(SL_SQUARE_CONVOLUTION)
+SL_SEPARABLE_CONVOLUTIONS(SL_SEPARABLE_CONVOLUTION)
+#undef SL_SQUARE_CONVOLUTION
+#undef SL_SEPARABLE_CONVOLUTION
+
 // Lookups: each pixel of the source indexes a table in processor-addressable memory at an
 // 8-aligned alias address `table`; the processor fetches the entries itself. In the name, the
 // source's bits, then the entry's: `lut8_16` maps 8-bit pixels through 256 16-bit entries.
