@@ -72,92 +72,92 @@ check "unwritable output" 1 "${kxrun_cmd[@]}" add8 a.pgm b.pgm -o /nonexistent/c
 
 # Lookups: a table file, and the words of a 33-pixel lookup.
 printf '# a table\noffset 100\n7\n8\n9\n' >t.txt
-check "lookup8_8 trace" 0 "$kxrun" lookup8_8 --table t.txt --trace lt.txt --no-fallback a.pgm -o l.pgm
+check "lookup8_8 trace" 0 "${kxrun_cmd[@]}" lookup8_8 --table t.txt --trace lt.txt --no-fallback a.pgm -o l.pgm
 words=$(grep -E '^mem ' lt.txt | awk '{print $NF}' | tr '\n' ' ' | xargs)
 expected="0x8fd00500 0x8fd0150a 0x8f901500 0x80500500 0x8050150a 0x80101500"
 [ "$words" = "$expected" ] || { echo "FAIL trace of a 33-pixel lookup: $words"; failures=$((failures + 1)); }
-decoded=$("$kxrun" lookup8_8 --table t.txt --trace - --disasm --no-fallback a.pgm -o l.pgm | grep -c 'ld.t8 x32 r42 @\[r10\]')
+decoded=$("${kxrun_cmd[@]}" lookup8_8 --table t.txt --trace - --disasm --no-fallback a.pgm -o l.pgm | grep -c 'ld.t8 x32 r42 @\[r10\]')
 [ "$decoded" = "1" ] || { echo "FAIL --trace - --disasm shows the indexed load: $decoded"; failures=$((failures + 1)); }
 [ "$(bytes 2 l.pgm)" = "7 7" ] || { echo "FAIL lookup8_8: $(bytes 2 l.pgm)"; failures=$((failures + 1)); }
 printf '1 2 3\n4,5,6\n' >rgb.txt                  # columns red, green, blue
-check "3-column table" 0 "$kxrun" lookup8_8 --table rgb.txt small.pgm -o l3.ppm
+check "3-column table" 0 "${kxrun_cmd[@]}" lookup8_8 --table rgb.txt small.pgm -o l3.ppm
 [ "$(bytes 12 l3.ppm)" = "4 5 6 4 5 6 4 5 6 4 5 6" ] || { echo "FAIL 3-column table: $(bytes 12 l3.ppm)"; failures=$((failures + 1)); }
 printf '' >empty.txt; printf '1\n2 3 4\n' >ragged.txt; printf '1 2\n' >two.txt; printf '300\n' >big.txt
 printf 'offset 40000\n1\n' >far.txt
 for t in nothere.txt empty.txt ragged.txt two.txt big.txt far.txt; do
-  check "bad table $t" 1 "$kxrun" lookup8_8 --table "$t" a.pgm -o c.pgm
+  check "bad table $t" 1 "${kxrun_cmd[@]}" lookup8_8 --table "$t" a.pgm -o c.pgm
 done
 printf '40000\n' >wide.txt
-check "16-bit entries" 1 "$kxrun" lookup8_16 --table wide.txt a.pgm -o c.pam
-check "lookup without a table" 1 "$kxrun" lookup8_8 a.pgm -o c.pgm
+check "16-bit entries" 1 "${kxrun_cmd[@]}" lookup8_16 --table wide.txt a.pgm -o c.pam
+check "lookup without a table" 1 "${kxrun_cmd[@]}" lookup8_8 a.pgm -o c.pgm
 
 # Colour: files are red, green, blue; ycc files luma, blue and red differences.
 printf 'P6\n1 1\n255\n\310\144\062' >px.ppm       # red 200, green 100, blue 50
-check "rgb709 to ycc601" 0 "$kxrun" colorconvert --from rgb709 --to ycc601 --no-fallback px.ppm -o y.ppm
+check "rgb709 to ycc601" 0 "${kxrun_cmd[@]}" colorconvert --from rgb709 --to ycc601 --no-fallback px.ppm -o y.ppm
 [ "$(bytes 3 y.ppm)" = "122 92 175" ] || { echo "FAIL ycc601 of red 200: $(bytes 3 y.ppm)"; failures=$((failures + 1)); }
 printf 'P6\n3 1\n255\n\377\0\0\0\377\0\0\0\377' >prim.ppm
-check "ylinear" 0 "$kxrun" colorconvert --from rgblinear --to ylinear --no-fallback prim.ppm -o y.pgm
+check "ylinear" 0 "${kxrun_cmd[@]}" colorconvert --from rgblinear --to ylinear --no-fallback prim.ppm -o y.pgm
 [ "$(bytes 3 y.pgm)" = "75 149 28" ] || { echo "FAIL ylinear of red, green, blue: $(bytes 3 y.pgm)"; failures=$((failures + 1)); }
-check "cmyk" 0 "$kxrun" colorconvert --from rgblinear --to cmyk --no-fallback px.ppm -o k.pam
+check "cmyk" 0 "${kxrun_cmd[@]}" colorconvert --from rgblinear --to cmyk --no-fallback px.ppm -o k.pam
 grep -aq '^TUPLTYPE CMYK$' k.pam || { echo "FAIL cmyk is written as CMYK"; failures=$((failures + 1)); }
 [ "$(bytes 4 k.pam)" = "55 155 205 0" ] || { echo "FAIL cmyk of red 200: $(bytes 4 k.pam)"; failures=$((failures + 1)); }
-check "no row, no fallback" 3 "$kxrun" colorconvert --from ylinear --to rgb709 --no-fallback small.pgm -o c.ppm
-check "no row" 1 "$kxrun" colorconvert --from ylinear --to rgb709 small.pgm -o c.ppm
+check "no row, no fallback" 3 "${kxrun_cmd[@]}" colorconvert --from ylinear --to rgb709 --no-fallback small.pgm -o c.ppm
+check "no row" 1 "${kxrun_cmd[@]}" colorconvert --from ylinear --to rgb709 small.pgm -o c.ppm
 grep -q 'no conversion from ylinear to rgb709' err.txt || { echo "FAIL no-row reason: $(cat err.txt)"; failures=$((failures + 1)); }
-check "unknown space" 1 "$kxrun" colorconvert --from srgb --to rgb709 px.ppm -o c.ppm
-check "space and channels" 1 "$kxrun" colorconvert --from rgb709 --to ycc601 small.pgm -o c.ppm
-check "missing --to" 1 "$kxrun" colorconvert --from rgb709 px.ppm -o c.ppm
+check "unknown space" 1 "${kxrun_cmd[@]}" colorconvert --from srgb --to rgb709 px.ppm -o c.ppm
+check "space and channels" 1 "${kxrun_cmd[@]}" colorconvert --from rgb709 --to ycc601 small.pgm -o c.ppm
+check "missing --to" 1 "${kxrun_cmd[@]}" colorconvert --from rgb709 px.ppm -o c.ppm
 
 # Band order: a P6 goes through unchanged, red stays red, a matrix row reaches its band.
-check "copy8 of a P6" 0 "$kxrun" copy8 --no-fallback px.ppm -o same.ppm
+check "copy8 of a P6" 0 "${kxrun_cmd[@]}" copy8 --no-fallback px.ppm -o same.ppm
 cmp -s px.ppm same.ppm || { echo "FAIL a P6 copied is not byte for byte the same"; failures=$((failures + 1)); }
-check "red constant" 0 "$kxrun" addconst8 --const 10,0,0 --no-fallback px.ppm -o red.ppm
+check "red constant" 0 "${kxrun_cmd[@]}" addconst8 --const 10,0,0 --no-fallback px.ppm -o red.ppm
 [ "$(bytes 3 red.ppm)" = "210 100 50" ] || { echo "FAIL --const 10,0,0 on red 200: $(bytes 3 red.ppm)"; failures=$((failures + 1)); }
 printf 'P6\n1 1\n65535\n\0\1\0\2\0\3' >w.ppm     # red 1, green 2, blue 3
-check "matrix rows" 0 "$kxrun" bandCombine16 --matrix 0,0,1,0,1,0,0,0,0,0,0,100 w.ppm -o m.ppm
+check "matrix rows" 0 "${kxrun_cmd[@]}" bandCombine16 --matrix 0,0,1,0,1,0,0,0,0,0,0,100 w.ppm -o m.ppm
 [ "$(bytes 6 m.ppm)" = "0 3 0 1 0 100" ] || { echo "FAIL --matrix rows: $(bytes 6 m.ppm)"; failures=$((failures + 1)); }
-check "extrema lists" 0 "$kxrun" extrema8 px.ppm
+check "extrema lists" 0 "${kxrun_cmd[@]}" extrema8 px.ppm
 [ "$(head -1 out.txt)" = "max=200,100,50" ] || { echo "FAIL extrema of a P6: $(cat out.txt)"; failures=$((failures + 1)); }
 
 # 16-bit samples: unsigned in files, signed in the system.
 printf 'P5\n2 1\n65535\n\017\377\0\1' >s1.pgm     # 4095, 1
 printf 'P5\n2 1\n65535\n\0\1\017\377' >s2.pgm     # 1, 4095
 for mode in wrap clamp; do
-  check "add16 $mode" 0 "$kxrun" add16 --sample16 "$mode" s1.pgm s2.pgm -o sum.pgm
+  check "add16 $mode" 0 "${kxrun_cmd[@]}" add16 --sample16 "$mode" s1.pgm s2.pgm -o sum.pgm
   [ "$(bytes 4 sum.pgm)" = "16 0 16 0" ] || { echo "FAIL add16 $mode: $(bytes 4 sum.pgm)"; failures=$((failures + 1)); }
 done
 printf 'P5\n3 1\n65535\n\377\377\200\0\0\5' >high.pgm   # 65535, 32768, 5
-check "copy16 offset" 0 "$kxrun" copy16 --sample16 offset high.pgm -o high2.pgm
+check "copy16 offset" 0 "${kxrun_cmd[@]}" copy16 --sample16 offset high.pgm -o high2.pgm
 cmp -s high.pgm high2.pgm || { echo "FAIL copy16 --sample16 offset is not byte for byte"; failures=$((failures + 1)); }
-check "note on high samples" 0 "$kxrun" copy16 high.pgm -o high3.pgm
+check "note on high samples" 0 "${kxrun_cmd[@]}" copy16 high.pgm -o high3.pgm
 [ "$(wc -l <err.txt)" -eq 1 ] && grep -q -- '--sample16' err.txt && grep -q ' 2 samples' err.txt ||
   { echo "FAIL the note on samples above 32767: $(cat err.txt)"; failures=$((failures + 1)); }
-check "bad sample16" 1 "$kxrun" copy16 --sample16 mirror high.pgm -o c.pgm
+check "bad sample16" 1 "${kxrun_cmd[@]}" copy16 --sample16 mirror high.pgm -o c.pgm
 
 # Blends and painting.
 printf 'P5\n1 1\n255\n\0' >zero.pgm; printf 'P5\n1 1\n255\n\377' >full.pgm
-check "blend8a8" 0 "$kxrun" blend8a8 --no-fallback zero.pgm full.pgm full.pgm -o bl.pgm
+check "blend8a8" 0 "${kxrun_cmd[@]}" blend8a8 --no-fallback zero.pgm full.pgm full.pgm -o bl.pgm
 [ "$(bytes 1 bl.pgm)" = "254" ] || { echo "FAIL blend8a8 of 0 and 255 under 255: $(bytes 1 bl.pgm)"; failures=$((failures + 1)); }
-check "blend8a8 on the host" 0 "$kxrun" blend8a8 --device host zero.pgm full.pgm full.pgm -o bh.pgm
+check "blend8a8 on the host" 0 "${kxrun_cmd[@]}" blend8a8 --device host zero.pgm full.pgm full.pgm -o bh.pgm
 [ "$(bytes 1 bh.pgm)" = "255" ] || { echo "FAIL host blend8a8: $(bytes 1 bh.pgm)"; failures=$((failures + 1)); }
 printf 'P5\n1 1\n65535\n\0\144' >p100.pgm; printf 'P5\n1 1\n65535\n\377\234' >m100.pgm  # 100, -100
-"$kxrun" blend16a16 --no-fallback p100.pgm m100.pgm p100.pgm -o c.pgm 2>err.txt
+"${kxrun_cmd[@]}" blend16a16 --no-fallback p100.pgm m100.pgm p100.pgm -o c.pgm 2>err.txt
 [ $? -eq 3 ] && grep -q "refused blend16a16" err.txt || { echo "FAIL blend16a16 of two signs: $(cat err.txt)"; failures=$((failures + 1)); }
-check "alpha of three channels" 1 "$kxrun" blend8a8 zero.pgm full.pgm px.ppm -o c.pgm
+check "alpha of three channels" 1 "${kxrun_cmd[@]}" blend8a8 zero.pgm full.pgm px.ppm -o c.pgm
 printf 'P5\n33 1\n65535\n' >a16.pgm; printf '\200\0%.0s' $(seq 33) >>a16.pgm
-check "blend8a16 trace" 0 "$kxrun" blend8a16 --trace bt.txt --no-fallback a.pgm b.pgm a16.pgm -o c.pgm
+check "blend8a16 trace" 0 "${kxrun_cmd[@]}" blend8a16 --trace bt.txt --no-fallback a.pgm b.pgm a16.pgm -o c.pgm
 words=$(grep -E '^(mem|queue) ' bt.txt | awk '{print $NF}' | sed 's/^0x//' | awk '{printf "%s ", ($0 ~ /^8/ ? substr($0, 1, 7) "0" : $0)}' | xargs)
 expected="8fd60500 8fd01500 8fd02500 af8a954a af8e9d5a 3f02952a 3f069d3a af12952a af169d3a 8f901500 80560500 80501500 80502500 a08a954a 3002952a a012952a 80101500"
 [ "$words" = "$expected" ] || { echo "FAIL trace of a 33-pixel blend8a16: $words"; failures=$((failures + 1)); }
 printf '3 3 1 1\n0 0.5 0\n0.5 1 0.5\n0 0.5 0\n' >brush.txt
 printf 'P6\n4 1\n255\n' >row.ppm; printf '\012\024\036%.0s' $(seq 4) >>row.ppm   # 10, 20, 30
 # On the device full weight gives 254 (the multiply's 255/256), half weight 10 + 122.
-check "paint8" 0 "$kxrun" paint8 --brush brush.txt --color 255,0,0 --points '1,0' --no-fallback row.ppm -o pr.ppm
+check "paint8" 0 "${kxrun_cmd[@]}" paint8 --brush brush.txt --color 255,0,0 --points '1,0' --no-fallback row.ppm -o pr.ppm
 [ "$(bytes 12 pr.ppm)" = "132 10 15 254 0 0 132 10 15 10 20 30" ] || { echo "FAIL paint8 red: $(bytes 12 pr.ppm)"; failures=$((failures + 1)); }
 printf '2 2 0 0\n1 1 1\n' >bad.txt
-check "brush short of weights" 1 "$kxrun" paint8 --brush bad.txt --color 1,2,3 --points '1,0' row.ppm -o c.ppm
-check "colour count" 1 "$kxrun" paint8 --brush brush.txt --color 1,2 --points '1,0' row.ppm -o c.ppm
-check "bad points" 1 "$kxrun" paint8 --brush brush.txt --color 1,2,3 --points '1;0' row.ppm -o c.ppm
+check "brush short of weights" 1 "${kxrun_cmd[@]}" paint8 --brush bad.txt --color 1,2,3 --points '1,0' row.ppm -o c.ppm
+check "colour count" 1 "${kxrun_cmd[@]}" paint8 --brush brush.txt --color 1,2 --points '1,0' row.ppm -o c.ppm
+check "bad points" 1 "${kxrun_cmd[@]}" paint8 --brush brush.txt --color 1,2,3 --points '1;0' row.ppm -o c.ppm
 
 [ "$failures" -eq 0 ] && echo "kxrun: all checks passed"
 exit "$failures"
