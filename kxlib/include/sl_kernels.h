@@ -238,4 +238,29 @@ void sl_rect_mapthresh_8(SL_RECT_1SRC_ARGS, const float* low, const float* high,
 void sl_rect_mapthresh_16(SL_RECT_1SRC_ARGS, const float* low, const float* high,
                           const float* map);
 
+// Flips: the source rectangle copied with its pixels re-ordered, no value changed. width x
+// height is the destination; the source is width x height for v, h and 180, height pixels
+// wide and width rows high for d, b, 90 and 270. With dst[y][x] the destination pixel in
+// row y, column x, W = width and H = height:
+//   v    dst[y][x] = src[H-1-y][x]          h    dst[y][x] = src[y][W-1-x]
+//   d    dst[y][x] = src[x][y]              b    dst[y][x] = src[W-1-x][H-1-y]
+//   90   dst[y][x] = src[x][H-1-y]  (the right-hand source column becomes the top row)
+//   180  dst[y][x] = src[H-1-y][W-1-x]
+//   270  dst[y][x] = src[W-1-x][y]  (the left-hand column, read bottom to top, the top row)
+// `_8` one byte a pixel, `_16` one 16-bit element, `_32` one 4-byte pixel (through the plane
+// mask). Strides may be negative; `_16` and `_32` round them down to whole elements. An empty
+// rectangle issues nothing.
+#define SL_FLIP(t)                               \
+  void sl_rect_flip_##t##_8(SL_RECT_1SRC_ARGS);  \
+  void sl_rect_flip_##t##_16(SL_RECT_1SRC_ARGS); \
+  void sl_rect_flip_##t##_32(SL_RECT_1SRC_ARGS);
+SL_FLIP(v)
+SL_FLIP(h)
+SL_FLIP(d)
+SL_FLIP(b)
+SL_FLIP(90)
+SL_FLIP(180)
+SL_FLIP(270)
+#undef SL_FLIP
+
 #endif
