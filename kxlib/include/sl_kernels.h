@@ -263,4 +263,47 @@ SL_FLIP(180)
 SL_FLIP(270)
 #undef SL_FLIP
 
+// Resampling. `matrix` points at six floats {a, b, tx, c, d, ty}: destination = (a x + b y +
+// tx, c x + d y + ty) for a source point (x, y), both relative to the rectangles' top-left
+// pixels. src_width x src_height is the source rectangle, width x height the destination.
+// `_8` one byte a pixel, `_16` 16-bit elements (taken as unsigned by the interpolating
+// kernels), `_32` 4-byte pixels: whole pixels for the nearest-neighbour and affine kernels,
+// the byte lane the addresses' low two bits pick for linresiz.
+//
+// The resize kernels read a (horizontal scale), d (vertical scale), tx and ty. An offset is
+// truncated toward zero after adding 0.4999 (nearest neighbour) or as it is (bilinear); a
+// non-negative one moves the destination start, a negative one the source start. The output
+// covers cols = (int)(a x source width) columns (likewise rows), clipped to the destination
+// and to the source pixels left (bilinear keeps one column and row in reserve for its right
+// and lower neighbours), and nothing is written past it. Positions are 16.16: the column
+// step is n / cols + 1/65536 for the n source columns used (rows: nrows / rows), starting at
+// the fraction of |tx| (|ty|); nearest neighbour takes the pixel a position lies in;
+// bilinear weighs the two neighbours by the top 8 fraction bits (upper + (lower - upper) w,
+// x 256, then left + ((right - left) w >> 8)) and truncates the 8 fraction bits at the store.
+// nearintresiz replicates every source pixel (int)(a + 0.4999) times across and (int)(d +
+// 0.4999) times down, writing whole replications only; a factor outside 1..6 writes nothing.
+#define SL_RESIZE_ARGS                                                           \
+  uint32_t dst, int32_t dst_stride, int32_t width, int32_t height, uint32_t src, \
+      int32_t src_stride, int32_t src_width, int32_t src_height, const float *matrix
+// The affine kernels map each destination pixel back through the inverse matrix (16.16,
+// truncated toward zero) to the source pixel its position lies in, and leave it unwritten
+// when that pixel is outside the source (x < 0, y < 0, x > src_width - 1, y > src_height - 1).
+// The source is read at src rounded down to 8 bytes: callers pass 8-aligned sources. The
+// ninth argument is not read. rst builds the matrix of a rotation by `degrees` about (cx,
+// cy), scales (gx, gy) and offset (ox, oy): a = cos gx, b = -sin gy, c = sin gx, d = cos gy,
+// tx = cx (1 - cos gx) + sin gy cy + ox gx, ty = cy (1 - cos gy) - sin gx cx + oy gy.
+#define SL_RESAMPLE(size)                                                              \
+  void sl_rect_nearresiz_##size(SL_RESIZE_ARGS);                                       \
+  void sl_rect_nearintresiz_##size(SL_RESIZE_ARGS);                                    \
+  void sl_rect_linresiz_##size(SL_RESIZE_ARGS);                                        \
+  void sl_rect_affine_##size(SL_RECT_1SRC_ARGS, int32_t src_width, int32_t src_height, \
+                             uint32_t ninth, const float* matrix);                     \
+  void sl_rect_rst_##size(SL_RECT_1SRC_ARGS, int32_t src_width, int32_t src_height,    \
+                          uint32_t ninth, float degrees, float cx, float cy, float gx, \
+                          float gy, float ox, float oy);
+SL_RESAMPLE(8)
+SL_RESAMPLE(16)
+SL_RESAMPLE(32)
+#undef SL_RESAMPLE
+
 #endif
