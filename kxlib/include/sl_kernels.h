@@ -268,7 +268,7 @@ SL_FLIP(270)
 // pixels. src_width x src_height is the source rectangle, width x height the destination.
 // `_8` one byte a pixel, `_16` 16-bit elements (taken as unsigned by the interpolating
 // kernels), `_32` 4-byte pixels: whole pixels for the nearest-neighbour and affine kernels,
-// the byte lane the addresses' low two bits pick for linresiz.
+// the byte lane the addresses' low two bits pick for linresiz and cubresiz.
 //
 // The resize kernels read a (horizontal scale), d (vertical scale), tx and ty. An offset is
 // truncated toward zero after adding 0.4999 (nearest neighbour) or as it is (bilinear); a
@@ -280,6 +280,16 @@ SL_FLIP(270)
 // the fraction of |tx| (|ty|); nearest neighbour takes the pixel a position lies in;
 // bilinear weighs the two neighbours by the top 8 fraction bits (upper + (lower - upper) w,
 // x 256, then left + ((right - left) w >> 8)) and truncates the 8 fraction bits at the store.
+// cubresiz sums 4 x 4 neighbours (rows and columns -1..+2 around the pixel a position lies
+// in; position 0 is source pixel 0, without a start fraction; offsets truncate; two columns
+// and rows in reserve) with the weights of the position's phase: row (position >> 8) & 255
+// of `table`, `phases` (256) rows of four signed 16-bit weights in units of 1/256, a host
+// array. Vertically the sums are exact and stored as 16-bit values in `scratch` (processor
+// memory of (src_width + 8) x 32 bytes, page-aligned), clamped to 0..65535; horizontally each
+// term is floored at 1/256 before it is added, and the result is floored and clamped at the
+// store (0..255, 0..65535). The row above and the column left of the source are its first
+// row and column repeated, unless a negative offset moved the start (then they are read).
+// 16-bit pixels of 256 and more overflow the scratch.
 // nearintresiz replicates every source pixel (int)(a + 0.4999) times across and (int)(d +
 // 0.4999) times down, writing whole replications only; a factor outside 1..6 writes nothing.
 #define SL_RESIZE_ARGS                                                           \
@@ -296,6 +306,8 @@ SL_FLIP(270)
   void sl_rect_nearresiz_##size(SL_RESIZE_ARGS);                                       \
   void sl_rect_nearintresiz_##size(SL_RESIZE_ARGS);                                    \
   void sl_rect_linresiz_##size(SL_RESIZE_ARGS);                                        \
+  void sl_rect_cubresiz_##size(SL_RESIZE_ARGS, const int16_t* table, int32_t phases,   \
+                               uint32_t scratch);                                      \
   void sl_rect_affine_##size(SL_RECT_1SRC_ARGS, int32_t src_width, int32_t src_height, \
                              uint32_t ninth, const float* matrix);                     \
   void sl_rect_rst_##size(SL_RECT_1SRC_ARGS, int32_t src_width, int32_t src_height,    \

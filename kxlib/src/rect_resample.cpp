@@ -1,5 +1,5 @@
-// The resampling kernels: nearest neighbour, whole-number magnification, bilinear, affine and
-// rotate-scale-translate, each family one walk in three formats.
+// The resampling kernels: nearest neighbour, whole-number magnification, bilinear, bicubic,
+// affine and rotate-scale-translate, each family one walk in three formats.
 #include "templates/rect_resample.h"
 
 #include "sl_kernels.h"
@@ -19,6 +19,12 @@
   void sl_rect_linresiz_##size(SL_RESIZE_ARGS) {                                           \
     sl::resample::bilinear::walk(sl::resample::k##size,                                    \
                                  sl::resample::Args{SL_RESIZE_ARGS_VALUES});               \
+  }                                                                                        \
+  void sl_rect_cubresiz_##size(SL_RESIZE_ARGS, const int16_t* table, int32_t phases,       \
+                               uint32_t scratch) {                                         \
+    sl::resample::bicubic::walk(sl::resample::k##size,                                     \
+                                sl::resample::Args{SL_RESIZE_ARGS_VALUES}, table, phases,  \
+                                scratch);                                                  \
   }                                                                                        \
   void sl_rect_affine_##size(SL_RECT_1SRC_ARGS, int32_t src_width, int32_t src_height,     \
                              uint32_t, const float* matrix) {                              \

@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <random>
 
 #include "kx_model.h"
@@ -59,21 +60,27 @@ struct Clip {
   bool empty = true;
 };
 
-Clip prologue(bool bilinear, int32_t W, int32_t H, int32_t w, int32_t h, const float* m) {
+enum Family { kNearest, kBilinear, kBicubic };
+
+Clip prologue(Family family, int32_t W, int32_t H, int32_t w, int32_t h, const float* m) {
   Clip c;
-  const float round = bilinear ? 0.0f : 0.4999f;
+  const bool interpolating = family != kNearest;
+  const float round = interpolating ? 0.0f : 0.4999f;
   const int32_t tx = int32_t(m[2] + round), ty = int32_t(m[5] + round);
-  const int32_t w0 = w, h0 = h;
-  if (tx >= 0)
+  int32_t w0 = w, h0 = h;
+  if (tx >= 0) {
     c.dx = tx, W -= tx;
-  else
+  } else {
     c.sx = -tx, w += tx;
-  if (ty >= 0)
+  }
+  if (ty >= 0) {
     c.dy = ty, H -= ty;
-  else
+  } else {
     c.sy = -ty, h += ty;
-  const float k = bilinear ? 0.4999f : 0.9999f, k2 = bilinear ? 0.4999f : 0.999f;
-  const int32_t margin = bilinear ? 1 : 0;
+  }
+  if (family == kBicubic) w0 = w, h0 = h;
+  const float k = interpolating ? 0.4999f : 0.9999f, k2 = interpolating ? 0.4999f : 0.999f;
+  const int32_t margin = family == kNearest ? 0 : family == kBilinear ? 1 : 2;
   const auto axis = [&](float scale, int32_t given, int32_t avail, int32_t room, int32_t& out,
                         int32_t& used) {
     out = int32_t(scale * float(given));
@@ -86,7 +93,9 @@ Clip prologue(bool bilinear, int32_t W, int32_t H, int32_t w, int32_t h, const f
   c.empty = c.cols <= 0 || c.rows < 1 || c.n < 1 || c.nrows < 1;
   if (c.empty) return c;
   c.ystep = uint32_t(int32_t(float(c.nrows) / float(c.rows) * 65536.0f));
-  c.xstep = uint32_t(int32_t(float(c.n) / float(c.cols) * 65536.0f + 1.0f));
+  const float xstep = float(c.n) / float(c.cols) * 65536.0f;
+  c.xstep = uint32_t(int32_t(family == kBicubic ? xstep : xstep + 1.0f));
+  if (family == kBicubic) return c;
   c.fx = uint32_t(int32_t(std::fabs(m[2]) * 65536.0f)) & 0xFFFF;
   c.fy = uint32_t(int32_t(std::fabs(m[5]) * 65536.0f)) & 0xFFFF;
   return c;
@@ -134,13 +143,20 @@ std::vector<Case> resize_cases(int count) {
 using Expect = std::function<void(const Case&, const Images&, Bytes&, uint32_t d, uint32_t s,
                                   int32_t stride)>;
 
-void check(const char* name, ResizeKernel kernel, const Element& e, uint32_t lane,
-           const std::vector<Case>& cases, const Expect& expect) {
+using Resize = std::function<void(uint32_t, int32_t, int32_t, int32_t, uint32_t, int32_t,
+                                  int32_t, int32_t, const float*)>;
+
+// `small`: 16-bit sources hold 0..255 only.
+void check(const char* name, const Resize& kernel, const Element& e, uint32_t lane,
+           const std::vector<Case>& cases, const Expect& expect, bool small = false) {
   static Images images;
   const int32_t stride = images.stride(e);
   const uint32_t d = Images::kDst + lane, s = Images::kSrc + lane;
   for (const Case& c : cases) {
     randomize(images.src), randomize(images.out);
+    if (small) {
+      for (size_t i = 0; i < images.src.size(); i += 2) images.src.host()[i ^ 1] = 0;
+    }
     Bytes expected(images.out.host(), images.out.host() + images.out.size());
     kernel(images.out.alias() + d, stride, c.W, c.H, images.src.alias() + s, stride, c.w, c.h,
            c.m);
@@ -153,7 +169,7 @@ void check(const char* name, ResizeKernel kernel, const Element& e, uint32_t lan
 // Nearest neighbour: one position per output column and row, the pixel it lies in.
 Expect nearest(const Element& e) {
   return [e](const Case& k, const Images& im, Bytes& out, uint32_t d, uint32_t s, int32_t st) {
-    const Clip c = prologue(false, k.W, k.H, k.w, k.h, k.m);
+    const Clip c = prologue(kNearest, k.W, k.H, k.w, k.h, k.m);
     if (c.empty) return;
     std::vector<int32_t> rows, cols;
     for (uint32_t y = c.fy, row = 0; int32_t(rows.size()) < c.rows; y += c.ystep) {
@@ -180,7 +196,7 @@ Expect nearest(const Element& e) {
 // fraction bits truncated at the store; a position exactly on the last column takes it.
 Expect bilinear(const Element& e) {
   return [e](const Case& k, const Images& im, Bytes& out, uint32_t d, uint32_t s, int32_t st) {
-    const Clip c = prologue(true, k.W, k.H, k.w, k.h, k.m);
+    const Clip c = prologue(kBilinear, k.W, k.H, k.w, k.h, k.m);
     if (c.empty) return;
     const auto pixel = [&](int32_t row, int32_t col) {
       return read(im.src.host() + s + uint32_t((c.sy + row) * st) + (c.sx + col) * e.bytes,
@@ -268,6 +284,93 @@ TEST(Resample, WholeNumberMagnificationRepeatsEachPixelAndNothingOutsideOneToSix
   check("nearintresiz_8", sl_rect_nearintresiz_8, {1, 1}, 0, cases, replicated({1, 1}));
   check("nearintresiz_16", sl_rect_nearintresiz_16, {2, 2}, 0, cases, replicated({2, 2}));
   check("nearintresiz_32", sl_rect_nearintresiz_32, {4, 4}, 0, cases, replicated({4, 4}));
+}
+
+// The bicubic weight table: rows of trunc(256 w) for the Catmull-Rom weights of the pixels
+// at -1, 0, +1, +2 from phase t = k / 256.
+std::vector<int16_t> catmull_rom() {
+  const auto weight = [](double x) {
+    if (x < 1.0) return float(1.5 * x * x * x - 2.5 * x * x + 1);
+    if (x < 2.0) return float(-0.5 * x * x * x + 2.5 * x * x - 4 * x + 2);
+    return 0.0f;
+  };
+  std::vector<int16_t> table;
+  float t = 0.0f;
+  for (int k = 0; k < 256; ++k, t += 1.0f / 256) {
+    for (double x : {1.0 + t, double(t), 1.0 - t, 2.0 - t})
+      table.push_back(int16_t(int32_t(256.0f * weight(x))));
+  }
+  return table;
+}
+
+// Bicubic: vertical sums exact, clamped to 0..65535 in the scratch; horizontal terms each
+// floored at 1/256; the result floored and clamped at the store. Row -1 and column -1 are
+// row and column 0 unless a negative offset left image above or to the left.
+Expect bicubic(const Element& e, const std::vector<int16_t>& table) {
+  return [e, &table](const Case& k, const Images& im, Bytes& out, uint32_t d, uint32_t s,
+                     int32_t st) {
+    const Clip c = prologue(kBicubic, k.W, k.H, k.w, k.h, k.m);
+    if (c.empty) return;
+    const bool above = int32_t(k.m[5]) < 0, left = int32_t(k.m[2]) < 0;
+    const auto pixel = [&](int32_t row, int32_t col) {
+      if (row < 0 && !above) row = 0;
+      if (col < 0 && !left) col = 0;
+      return read(im.src.host() + s + uint32_t((c.sy + row) * st) + (c.sx + col) * e.bytes,
+                  e.size);
+    };
+    const int64_t top = e.size == 2 ? 65535 : 255;
+    for (int32_t i = 0; i < c.rows; ++i) {
+      const uint32_t y = uint32_t(i) * c.ystep;
+      const int16_t* wy = &table[((y >> 8) & 255) * 4];
+      const auto v = [&](int32_t col) {
+        int64_t sum = 0;
+        for (int t = 0; t < 4; ++t) sum += wy[t] * pixel(int32_t(y >> 16) - 1 + t, col);
+        return std::clamp<int64_t>(sum, 0, 65535);
+      };
+      for (int32_t j = 0; j < c.cols; ++j) {
+        const uint32_t x = uint32_t(j) * c.xstep;
+        const int16_t* wx = &table[((x >> 8) & 255) * 4];
+        int64_t sum = 0;
+        for (int t = 0; t < 4; ++t) sum += (v(int32_t(x >> 16) - 1 + t) * wx[t]) >> 8;
+        write(&out[d + uint32_t((c.dy + i) * st) + (c.dx + j) * e.bytes], e.size,
+              std::clamp<int64_t>(sum >> 8, 0, top));
+      }
+    }
+  };
+}
+
+using CubicKernel = void (*)(uint32_t, int32_t, int32_t, int32_t, uint32_t, int32_t, int32_t,
+                             int32_t, const float*, const int16_t*, int32_t, uint32_t);
+
+// A bicubic member with its table and a page-aligned scratch buffer of its own.
+Resize run(CubicKernel kernel, const std::vector<int16_t>& table) {
+  static AliasedBuffer scratch(1);
+  return [kernel, &table](uint32_t d, int32_t ds, int32_t W, int32_t H, uint32_t s, int32_t ss,
+                          int32_t w, int32_t h, const float* m) {
+    kernel(d, ds, W, H, s, ss, w, h, m, table.data(), 256, scratch.alias());
+  };
+}
+
+TEST(Resample, BicubicSumsFourByFourNeighboursWithThePhasesWeights) {
+  const auto cases = resize_cases(250);
+  const std::vector<int16_t> table = catmull_rom();
+  ASSERT_EQ(std::vector<int16_t>(table.begin(), table.begin() + 4),
+            (std::vector<int16_t>{0, 256, 0, 0}));
+  ASSERT_EQ(std::vector<int16_t>(table.begin() + 512, table.begin() + 516),
+            (std::vector<int16_t>{-16, 144, 144, -16}));
+  check("cubresiz_8", run(sl_rect_cubresiz_8, table), {1, 1}, 0, cases, bicubic({1, 1}, table));
+  check("cubresiz_32", run(sl_rect_cubresiz_32, table), {4, 1}, 3, cases,
+        bicubic({4, 1}, table));
+  const uint16_t little = 1;
+  check("cubresiz_16", run(sl_rect_cubresiz_16, table), {2, 2}, 0, cases,
+        bicubic({2, 2}, table), *reinterpret_cast<const uint8_t*>(&little) == 1);
+  // Weights far from the table's: negative sums and sums past 65535 are clamped in the
+  // scratch, results past 255 at the store.
+  std::mt19937 random(5);
+  std::vector<int16_t> wild(1024);
+  for (int16_t& w : wild) w = int16_t(int32_t(random() % 700) - 250);
+  check("cubresiz_8 wild weights", run(sl_rect_cubresiz_8, wild), {1, 1}, 0, cases,
+        bicubic({1, 1}, wild));
 }
 
 // Affine: the inverse matrix in 16.16 (truncated), one position per destination pixel, the
@@ -388,6 +491,9 @@ TEST(Resample, DeferredExecutionGivesTheSameResults) {
   check("linresiz_16", sl_rect_linresiz_16, {2, 2}, 0, cases, bilinear({2, 2}));
   check("nearresiz_8", sl_rect_nearresiz_8, {1, 1}, 0, cases, nearest({1, 1}));
   check_affine(kAffine[2], kMatrices[3], 33, 12, 13, 11, 3);
+  const std::vector<int16_t> table = catmull_rom();
+  check("cubresiz_32", run(sl_rect_cubresiz_32, table), {4, 1}, 1, cases,
+        bicubic({4, 1}, table));
   kxm::configure({});
 }
 
@@ -441,6 +547,23 @@ TEST_F(ResampleWords, ABilinearPositionOnTheLastColumnTakesItWithAnAdd) {
   EXPECT_NE(std::find_if(words.begin(), words.end(),
                          [](uint32_t w) { return (w & 0xFFFFC07Fu) == 0xA0094037u; }),
             words.end());
+}
+
+TEST_F(ResampleWords, BicubicRepeatsTheFirstRowUnlessTheImageHasOneAbove) {
+  static const std::vector<int16_t> table = catmull_rom();
+  AliasedBuffer scratch{1};
+  for (float ty : {0.0f, -1.0f}) {
+    const float m[6] = {1, 0, 0, 0, 1, ty};
+    TraceCapture trace;
+    sl_rect_cubresiz_8(at(0x1000), 64, 20, 6, at(0x40), 64, 10, 6, m, table.data(), 256,
+                       scratch.alias());
+    const Words words = trace.words();
+    ASSERT_GE(words.size(), 4u);
+    // Eight columns of rows 0, +1, +2; row -1 a copy of row 0, or loaded.
+    const Words top = ty == 0 ? Words{0x83D00900u, 0x83D00D00u, 0x83D01100u, 0xB7C00512u}
+                              : Words{0x83D00500u, 0x83D00900u, 0x83D00D00u, 0x83D01100u};
+    EXPECT_EQ(Words(words.begin(), words.begin() + 4), top) << ty;
+  }
 }
 
 TEST_F(ResampleWords, AnAffineChunkIsTwentyThreeWordsInOrderAndARowTwoMore) {

@@ -61,6 +61,7 @@ struct Prologue {
 };
 inline constexpr Prologue kNearest{0.4999f, 0.9999f, 0.999f, 0, false, true};
 inline constexpr Prologue kBilinear{0.0f, 0.4999f, 0.4999f, 1, false, true};
+inline constexpr Prologue kBicubic{0.0f, 0.4999f, 0.4999f, 2, true, false};
 
 // Where a resize starts and what it covers.
 struct Clip {
@@ -409,6 +410,181 @@ inline void walk(const Format& f, const Args& a) {
 }
 
 }  // namespace bilinear
+
+// ---- Bicubic ----------------------------------------------------------------------------
+//
+// Bands of up to 8 output rows. For each band a vertical pass runs over strips of up to 8
+// source columns: four source rows (-1, 0, +1, +2 around the position) in r10, r18, r26,
+// r34, each output row their weighted sum (4 multiply-accumulates into r42.., the last into
+// r(50 + 8k)); the band's rows are regrouped by column (r42..r49) and stored as 16-bit
+// values into the scratch buffer, 32 bytes a source column. The horizontal pass reads four
+// such columns into the same registers, sums them the same way with the horizontal weights
+// (each term >> 8) into r(50 + 8k) for output column k, and stores the band's rows of up to 8
+// columns from r42. r1 takes every weight by a direct write before the word that uses it.
+// The first row and column replicate row and column 0 when nothing of the image lies above
+// or left of the source start (the offsets moved the source start: then they are read).
+namespace bicubic {
+
+inline constexpr uint32_t kTaps[4] = {10, 18, 26, 34};
+inline constexpr uint32_t kSum = 42, kResults = 50;
+inline constexpr int32_t kBand = 8, kStrip = 8, kGroup = 8;
+inline constexpr uint32_t kGroupBytes = 32;
+
+constexpr uint32_t vertical(uint32_t n, uint32_t tap, uint32_t k) {
+  return tap < 3 ? queue_word(SL_OP_MAC, n, kTaps[tap], kSum, tap ? kSum : 0)
+                 : queue_word(SL_OP_MAC, n, kTaps[3], kResults + 8 * k, kSum);
+}
+constexpr uint32_t horizontal(uint32_t n, uint32_t tap, uint32_t k) {
+  return tap < 3 ? queue_word(SL_OP_MACF8, n, kTaps[tap], kSum, tap ? kSum : 0)
+                 : queue_word(SL_OP_MACF8B, n, kTaps[3], kResults + 8 * k, kSum);
+}
+// Rows (or columns) 0, +1, +2 move up to -1, 0, +1.
+constexpr uint32_t roll(uint32_t n, uint32_t tap) {
+  return queue_word(SL_OP_MOVE, n, 0, kTaps[tap], kTaps[tap + 1]);
+}
+// Row i of up to 8 output columns, or column j of up to 8 output rows, into r42...
+constexpr uint32_t regroup(uint32_t n, uint32_t i) {
+  return queue_word(SL_OP_GATHER, n, kResults + i, kSum, 8);
+}
+constexpr uint32_t source_load(const Format& f, uint32_t n, uint32_t tap) {
+  return mem_word(SL_LD, f.lane_type, n, kTaps[tap]);
+}
+constexpr uint32_t scratch_store(uint32_t n) {
+  return mem_word(SL_ST2, SL_T16R, n, kSum);
+}
+constexpr uint32_t scratch_load(uint32_t n, uint32_t tap) {
+  return mem_word(SL_LD, SL_T16R, n, kTaps[tap]);
+}
+// The result keeps 8 fraction bits until the store: sub-field 1.
+constexpr uint32_t store(const Format& f, uint32_t n) {
+  return mem_word(SL_ST2, f.lane_type + 1, n, kSum);
+}
+
+static_assert(vertical(8, 0, 0) == 0x07429500u && vertical(8, 1, 0) == 0x0744952Au &&
+              vertical(8, 2, 0) == 0x0746952Au &&
+              vertical(8, 3, 1) == (0x0748802Au | 58u << 7));
+static_assert(horizontal(8, 0, 0) == 0x17429500u && horizontal(8, 1, 0) == 0x1744952Au &&
+              horizontal(8, 2, 0) == 0x1746952Au &&
+              horizontal(8, 3, 2) == (0x17C8802Au | 66u << 7));
+static_assert(roll(8, 0) == 0xB7C00512u && roll(8, 1) == 0xB7C0091Au &&
+              roll(8, 2) == 0xB7C00D22u);
+static_assert(regroup(8, 3) == (0xE7600000u | 53u << 14 | 42u << 7 | 8u));
+static_assert(scratch_store(8) == 0x83961500u && scratch_load(8, 0) == 0x83D60500u &&
+              scratch_load(8, 2) == 0x83D60D00u && scratch_load(8, 3) == 0x83D61100u);
+static_assert(store(k8, 1) == 0x80105500u && store(k16, 1) == 0x80165500u &&
+              store(k32, 1) == 0x80145500u);
+static_assert(source_load(k32, 1, 0) == 0x80540500u);
+
+// Four taps along one axis: the source rows or scratch columns -1..+2 around `base`, moved
+// along by rolls and one new load as the position advances. `load(at, tap)` loads one;
+// `replicate_first` copies tap 1 into tap 0 instead of loading at -1.
+template <typename Load>
+struct Taps {
+  kx_ctx_t* ctx;
+  uint32_t n;
+  bool replicate_first;
+  Load load;
+  int32_t base = 0;
+
+  void start(int32_t at) {
+    base = at;
+    const bool copy = replicate_first && at == 0;
+    for (uint32_t t = copy ? 1 : 0; t < 4; ++t) load(at - 1 + int32_t(t), t);
+    if (copy) sl_queue(ctx, roll(n, 0));
+  }
+  void advance_to(int32_t at) {
+    for (; base < at; ++base) {
+      for (uint32_t t = 0; t < 3; ++t) sl_queue(ctx, roll(n, t));
+      load(base + 3, 3);
+    }
+  }
+};
+template <typename Load>
+Taps<Load> taps(kx_ctx_t* ctx, uint32_t n, bool replicate_first, Load load) {
+  return Taps<Load>{ctx, n, replicate_first, load};
+}
+
+// The weights of a position: the table row of its phase, `phases` rows of four.
+struct Weights {
+  const int16_t* table;
+  uint32_t shift, mask;
+  Weights(const int16_t* t, int32_t phases) : table(t) {
+    uint32_t log = 0;
+    while ((1u << log) < uint32_t(phases)) ++log;
+    shift = 14 - log;
+    mask = (uint32_t(phases) - 1) * 4;
+  }
+  const int16_t* at(uint32_t position) const { return table + ((position >> shift) & mask); }
+};
+
+inline void walk(const Format& f, const Args& a, const int16_t* table, int32_t phases,
+                 uint32_t scratch) {
+  kx_ctx_t* ctx = kx_ctx_get();
+  const Clip c = clip(kBicubic, f, a);
+  if (c.empty) return;
+  const uint32_t s = f.bytes();
+  const Weights weights(table, phases);
+  // The image has a row above and a column left of the source start where a negative
+  // offset moved it.
+  const bool has_above = int32_t(a.m[5]) < 0, has_left = int32_t(a.m[2]) < 0;
+  const int32_t first = has_left ? -1 : 0;  // the first scratch column
+  const int32_t columns = c.n + 2 - first;  // source columns -1 or 0 .. n + 1
+  const auto weigh = [&](uint32_t position, uint32_t tap) {
+    sl_reg_set(ctx, 1, uint32_t(int32_t(weights.at(position)[tap])));
+  };
+  const auto group = [&](int32_t column) {
+    return scratch + uint32_t(column - first) * kGroupBytes;
+  };
+  for (int32_t b0 = 0; b0 < c.rows; b0 += kBand) {
+    const uint32_t band = uint32_t(std::min(kBand, c.rows - b0));
+    // Vertical pass, strip by strip, into the scratch columns.
+    for (int32_t x0 = 0; x0 < columns; x0 += kStrip) {
+      const uint32_t m = uint32_t(std::min(kStrip, columns - x0));
+      const uint32_t at = c.src + uint32_t(first + x0) * s;
+      auto rows = taps(ctx, m, !has_above, [&](int32_t row, uint32_t tap) {
+        sl_mem_issue(at + uint32_t(row) * uint32_t(a.src_stride), source_load(f, m, tap),
+                     f.lane_flags);
+      });
+      for (uint32_t k = 0; k < band; ++k) {
+        const uint32_t y = uint32_t(b0 + int32_t(k)) * c.ystep;
+        if (k == 0) rows.start(int32_t(y >> 16));
+        rows.advance_to(int32_t(y >> 16));
+        for (uint32_t tap = 0; tap < 4; ++tap) {
+          weigh(y, tap);
+          sl_queue(ctx, vertical(m, tap, k));
+        }
+      }
+      for (uint32_t j = 0; j < m; ++j) {
+        sl_queue(ctx, regroup(band, j));
+        sl_mem_issue(group(first + x0 + int32_t(j)), scratch_store(band), SPAM_T16);
+      }
+    }
+    // Horizontal pass: groups of up to 8 output columns.
+    auto cols = taps(ctx, band, !has_left, [&](int32_t column, uint32_t tap) {
+      sl_mem_issue(group(column), scratch_load(band, tap), SPAM_T16);
+    });
+    cols.start(0);
+    for (int32_t g0 = 0; g0 < c.cols; g0 += kGroup) {
+      const uint32_t g = uint32_t(std::min(kGroup, c.cols - g0));
+      for (uint32_t k = 0; k < g; ++k) {
+        const uint32_t x = uint32_t(g0 + int32_t(k)) * c.xstep;
+        cols.advance_to(int32_t(x >> 16));
+        for (uint32_t tap = 0; tap < 4; ++tap) {
+          weigh(x, tap);
+          sl_queue(ctx, horizontal(band, tap, k));
+        }
+      }
+      for (uint32_t i = 0; i < band; ++i) {
+        sl_queue(ctx, regroup(g, i));
+        sl_mem_issue(
+            c.dst + uint32_t(b0 + int32_t(i)) * uint32_t(a.dst_stride) + uint32_t(g0) * s,
+            store(f, g), f.lane_flags);
+      }
+    }
+  }
+}
+
+}  // namespace bicubic
 
 // ---- Affine -----------------------------------------------------------------------------
 //
