@@ -174,7 +174,7 @@ Expect nearest(const Element& e) {
     std::vector<int32_t> rows, cols;
     for (uint32_t y = c.fy, row = 0; int32_t(rows.size()) < c.rows; y += c.ystep) {
       for (; y >= 0x10000; y -= 0x10000) ++row;
-      rows.push_back(int32_t(row));
+      rows.push_back(std::min(int32_t(row), k.h - c.sy - 1));  // never past the last row
     }
     for (uint32_t x = c.fx, col = 0;; x += c.xstep) {
       for (; x >= 0x10000; x -= 0x10000) ++col;
@@ -199,6 +199,7 @@ Expect bilinear(const Element& e) {
     const Clip c = prologue(kBilinear, k.W, k.H, k.w, k.h, k.m);
     if (c.empty) return;
     const auto pixel = [&](int32_t row, int32_t col) {
+      row = std::min(row, k.h - c.sy - 1);  // never past the last row
       return read(im.src.host() + s + uint32_t((c.sy + row) * st) + (c.sx + col) * e.bytes,
                   e.size);
     };

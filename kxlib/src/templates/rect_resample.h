@@ -68,6 +68,7 @@ struct Clip {
   uint32_t dst, src;      // moved rectangle starts
   int32_t cols, rows;     // output columns and rows
   int32_t n, nrows;       // source columns and rows they spread over
+  int32_t last_row;       // the source rectangle's last row after the offset
   uint32_t xstep, ystep;  // 16.16
   uint32_t fx, fy;        // start fractions, 16.16
   bool empty;
@@ -117,6 +118,7 @@ inline Clip clip(const Prologue& p, const Format& f, const Args& a) {
   const int32_t h0 = p.clipped_size ? h : a.src_height;
   extent(p, m[0], w0, w - p.margin, W, c.cols, c.n);
   extent(p, m[4], h0, h - p.margin, H, c.rows, c.nrows);
+  c.last_row = h - 1;
   c.empty = c.cols <= 0 || c.rows < 1 || c.n < 1 || c.nrows < 1;
   if (c.empty) return c;
   c.ystep = uint32_t(int32_t(float(c.nrows) / float(c.rows) * 65536.0f));
@@ -169,13 +171,17 @@ inline void walk(const Format& f, const Args& a) {
   for_strips(c.n, kStrip, false, [&](int32_t s0, int32_t cw, bool) {
     const uint32_t width = uint32_t(cw);
     uint32_t from = c.src + uint32_t(s0) * s;
+    int32_t row = 0;
     sl_mem_issue(from, f.load(width, kRow), f.flags());
     uint32_t y = c.fy, x_end = x_start, produced = 0;
     for (int32_t r0 = 0; r0 < c.rows; r0 += kChunk) {
       const uint32_t rows = uint32_t(std::min(kChunk, c.rows - r0));
       for (uint32_t i = 0; i < rows; ++i) {
         if (y >= kOne) {
-          while (y >= kOne) y -= kOne, from += uint32_t(a.src_stride);
+          // A start fraction can carry the last positions past the last row: they keep it.
+          for (; y >= kOne; y -= kOne) {
+            if (row < c.last_row) ++row, from += uint32_t(a.src_stride);
+          }
           sl_mem_issue(from, f.load(width, kRow), f.flags());
         }
         y += c.ystep;
@@ -346,6 +352,7 @@ inline void walk(const Format& f, const Args& a) {
   for_strips(c.n, kStrip, true, [&](int32_t s0, int32_t cw, bool last) {
     const uint32_t width = uint32_t(cw);
     uint32_t from = c.src + uint32_t(s0) * s;
+    int32_t row = 0;
     sl_mem_issue(from, load(f, width), f.lane_flags);
     uint32_t y = c.fy + kOne, x_end = x_start, produced = 0;
     for (int32_t r0 = 0; r0 < c.rows; r0 += kChunk) {
@@ -354,7 +361,8 @@ inline void walk(const Format& f, const Args& a) {
         if (y >= kOne) {
           // Each row stepped over moves the lower row up and loads the next one.
           while (y >= kOne) {
-            y -= kOne, from += uint32_t(a.src_stride);
+            y -= kOne;
+            if (row < c.last_row) ++row, from += uint32_t(a.src_stride);
             sl_queue(ctx, lower_up(width));
             sl_mem_issue(from, load(f, width), f.lane_flags);
           }
