@@ -271,15 +271,17 @@ SL_FLIP(270)
 // the byte lane the addresses' low two bits pick for linresiz and cubresiz.
 //
 // The resize kernels read a (horizontal scale), d (vertical scale), tx and ty. An offset is
-// truncated toward zero after adding 0.4999 (nearest neighbour) or as it is (bilinear); a
-// non-negative one moves the destination start, a negative one the source start. The output
-// covers cols = (int)(a x source width) columns (likewise rows), clipped to the destination
-// and to the source pixels left (bilinear keeps one column and row in reserve for its right
-// and lower neighbours), and nothing is written past it. Positions are 16.16: the column
-// step is n / cols + 1/65536 for the n source columns used (rows: nrows / rows), starting at
-// the fraction of |tx| (|ty|); nearest neighbour takes the pixel a position lies in;
-// bilinear weighs the two neighbours by the top 8 fraction bits (upper + (lower - upper) w,
-// x 256, then left + ((right - left) w >> 8)) and truncates the 8 fraction bits at the store.
+// truncated toward zero after adding 0.4999 (nearest neighbour) or as it is (bilinear,
+// bicubic); a non-negative one moves the destination start, a negative one the source start.
+// The output covers cols = (int)(a x source width) columns (likewise rows), clipped to the
+// destination and to the source pixels left (bilinear keeps one column and row in reserve
+// for its right and lower neighbours, bicubic two), and nothing is written past it. Positions
+// are 16.16: the column step is n / cols + 1/65536 for the n source columns used (rows:
+// nrows / rows), starting at the fraction of |tx| (|ty|); positions that a start fraction
+// carries past the last source row keep that row. Nearest neighbour takes the pixel a
+// position lies in; bilinear weighs the two neighbours by the top 8 fraction bits (upper +
+// (lower - upper) w, x 256, then left + ((right - left) w >> 8)) and truncates the 8
+// fraction bits at the store.
 // cubresiz sums 4 x 4 neighbours (rows and columns -1..+2 around the pixel a position lies
 // in; position 0 is source pixel 0, without a start fraction; offsets truncate; two columns
 // and rows in reserve) with the weights of the position's phase: row (position >> 8) & 255
