@@ -1,6 +1,6 @@
 // The resampling families: scaled and translated copies of a source rectangle (nearest
-// neighbour at any scale, nearest neighbour at whole-number magnifications, bilinear) and the
-// general affine mapping.
+// neighbour at any scale, nearest neighbour at whole-number magnifications, bilinear,
+// bicubic) and the general affine mapping.
 //
 // A member is its format: the element type whole pixels move with (SL_T8, SL_T16R, SL_T32),
 // the type the interpolating kernels read one element or byte lane with (SL_T8, SL_T16R,
