@@ -234,7 +234,9 @@ TEST(Resample, NearestNeighbourTakesThePixelEachPositionLiesIn) {
   const auto cases = resize_cases(300);
   check("nearresiz_8", sl_rect_nearresiz_8, {1, 1}, 0, cases, nearest({1, 1}));
   check("nearresiz_16", sl_rect_nearresiz_16, {2, 2}, 0, cases, nearest({2, 2}));
+  kxm::reset_counters();
   check("nearresiz_32", sl_rect_nearresiz_32, {4, 4}, 0, cases, nearest({4, 4}));
+  EXPECT_GT(kxm::counters().page_splits, 0u) << "rows cross pages";
 }
 
 TEST(Resample, BilinearWeighsTheFourNeighboursByTheTopEightFractionBits) {
@@ -242,7 +244,9 @@ TEST(Resample, BilinearWeighsTheFourNeighboursByTheTopEightFractionBits) {
   check("linresiz_8", sl_rect_linresiz_8, {1, 1}, 0, cases, bilinear({1, 1}));
   check("linresiz_16", sl_rect_linresiz_16, {2, 2}, 0, cases, bilinear({2, 2}));
   // One byte lane of 4-byte pixels: lane 2, the other three bytes untouched.
+  kxm::reset_counters();
   check("linresiz_32", sl_rect_linresiz_32, {4, 1}, 2, cases, bilinear({4, 1}));
+  EXPECT_GT(kxm::counters().page_splits, 0u) << "rows cross pages";
 }
 
 // Whole-number magnification: (int)(a + 0.4999) by (int)(d + 0.4999) copies of each pixel,
