@@ -2,6 +2,7 @@
 // point sets), which rectangles an operation visits, and the kernel object.
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <cstring>
 #include <random>
 #include <set>
@@ -106,8 +107,42 @@ TEST_F(RegionTest, TheRectangleListIsTheRegionsTwentyFifthVirtualOperation) {
       SLOT(getRectList)};
 #undef SLOT
   for (long i = 0; i < 25; ++i) EXPECT_EQ(slots[i], i) << "virtual operation " << i + 1;
+  // Operations added since come after it.
+  EXPECT_EQ(slot_of(&ZelRoi::transpose), 25);
   // The rectangle list's next-rectangle operation is its fourth.
   EXPECT_EQ(slot_of(&ZelRectList::getNextRect), 3);
+}
+
+// A transpose moves every pixel (x, y) to the centre plus the type's turn of (x - cx, y - cy).
+TEST_F(RegionTest, TransposeMovesEveryPixelAboutTheCentre) {
+  std::mt19937 random(11);
+  std::uniform_int_distribution<int> coordinate(-6, 6), size(0, 5), half(-8, 8);
+  for (int round = 0; round < 40; ++round) {
+    Owned<ZelRoi> a(state->createRoi());
+    for (int k = 0; k < 3; ++k) {
+      ASSERT_EQ(a->addRect(coordinate(random), coordinate(random), size(random), size(random)),
+                0);
+    }
+    // Whole and half-pixel centres; a pixel landing between pixels goes right or down.
+    const double cx = half(random) / 2.0, cy = half(random) / 2.0;
+    for (int t = 0; t <= 6; ++t) {
+      const auto turned = [&](Point p) {
+        const double u = p.first - cx, v = p.second - cy;
+        const double to[7][2] = {{u, -v}, {-u, v},  {v, u}, {-v, -u},
+                                 {v, -u}, {-u, -v}, {-v, u}};
+        return Point{int(std::floor(cx + to[t][0] + 0.5)),
+                     int(std::floor(cy + to[t][1] + 0.5))};
+      };
+      std::set<Point> want;
+      for (const Point& p : points_of(a->rects())) want.insert(turned(p));
+      EXPECT_EQ(canonical_points(Owned<ZelRoi>(a->transpose(t, cx, cy))->rects()), want)
+          << "type " << t << " about " << cx << ", " << cy;
+    }
+  }
+  Owned<ZelRoi> r(state->createRoi());
+  EXPECT_EQ(r->transpose(7, 0, 0), nullptr);
+  EXPECT_EQ(r->transpose(-1, 0, 0), nullptr);
+  EXPECT_EQ(r->transpose(2, std::nan(""), 0), nullptr);
 }
 
 // Random overlapping regions: every operation gives exactly the expected point set, cut

@@ -246,6 +246,7 @@ class Generator {
       }
       if (chance(8)) v->matrix[pick(12)] += 0.3f;
     }
+    if (kind == ZelParams::transpose) v->transpose = long(pick(7));
     if (kind == ZelParams::threshold) {
       const int span = wide ? 70000 : 300;
       v->low = float(int(pick(unsigned(span))) - span / 2 + (wide ? 0 : 130));
@@ -305,6 +306,7 @@ class Generator {
   }
 
   bool chance(unsigned one_in) { return pick(one_in) == 0; }
+  unsigned number(unsigned below) { return pick(below); }
 
  private:
   unsigned pick(unsigned n) { return unsigned(random_() % n); }
@@ -353,6 +355,7 @@ struct Case {
   std::vector<Shape> shapes;  // the sources, then the destination when there is one
   ZelParamValues params;
   bool mixed_signs = false;  // 16-bit blend sources left with both signs
+  bool in_place = false;     // the destination is the first source
 };
 
 bool one_of(const std::string& name, std::initializer_list<const char*> names) {
@@ -369,11 +372,10 @@ bool representable(float value) {
 
 // The operations the device runs on one-band images only.
 bool one_band_only(const std::string& name) {
-  return one_of(name,
-                {"addconst16", "subtractconst16", "subtractfromconst16", "multiplyconst16",
-                 "divideconst16", "andconst16", "orconst16", "xorconst16", "rescale16",
-                 "threshold8", "threshold16", "extrema16", "copy16", "blend8a16",
-                 "blend16a8", "blend16a16"});
+  return one_of(name, {"addconst16", "subtractconst16", "subtractfromconst16",
+                       "multiplyconst16", "divideconst16", "andconst16", "orconst16",
+                       "xorconst16", "rescale16", "threshold8", "threshold16", "extrema16",
+                       "copy16", "blend8a16", "blend16a8", "blend16a16", "transpose16"});
 }
 
 // The refusals docs/operations.md documents, for this case.
@@ -396,6 +398,22 @@ bool documented_refusal(const Case& c) {
     return true;
   }
   if (n == "rescale16" && (first.child || last.child)) return true;
+  // Transposes move pixels about: never within one image. transpose16 turns whole images
+  // at origin (0, 0) of one size, square where the turn crosses a diagonal.
+  if (n.rfind("transpose", 0) == 0 && c.in_place) return true;
+  if (n == "transpose16") {
+    const auto whole = [](const Shape& s) {
+      return s.origin_x == 0 && s.origin_y == 0 &&
+             (!s.region || (s.rx <= 0 && s.ry <= 0 && s.rx + s.rw >= int(s.width) &&
+                            s.ry + s.rh >= int(s.height)));
+    };
+    const bool across =
+        p.transpose == 2 || p.transpose == 3 || p.transpose == 4 || p.transpose == 6;
+    if (!whole(first) || !whole(last) || first.width != last.width ||
+        first.height != last.height || (across && first.width != first.height)) {
+      return true;
+    }
+  }
   if (one_band_only(n) && (bands != 1 || last.bands != 1)) return true;
   // Lookups: the 16-bit ones write one band; lookup8_8 writes 3 bands only as bands 1..3 of
   // a 4-band image (whose other band the plane mask keeps).
@@ -507,6 +525,16 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
       info.params == ZelParams::paint || (info.sources > 0 && has_dst && src_type == dst_type &&
                                           bands == dst_bands && g.chance(5));
   if (in_place) c.shapes.back() = c.shapes.front();
+  c.in_place = in_place;
+  // transpose16 turns whole square images at origin (0, 0): mostly give it those.
+  if (c.name == "transpose16" && !in_place && !g.chance(4)) {
+    const unsigned side = g.chance(3) ? 1 + g.number(70) : 1 + g.number(12);
+    for (Shape& s : c.shapes) {
+      s.width = s.height = side;
+      s.origin_x = s.origin_y = 0;
+      s.region = false;
+    }
+  }
   g.params(c.name, src_type, info.params, &c.params);
   if (info.params == ZelParams::lookup) {
     g.table(src_type == ZEL_INT16, dst_type == ZEL_INT16, dst_bands, &c.params);

@@ -150,6 +150,12 @@ const Expected kReports[] = {
     {"Paint8", F::add_rect, nullptr, 0, 0, 0, nullptr, On::dst},
     {"Paint8", F::new_image, nullptr, 0, 0, 0, nullptr, On::dst},
     {"Paint8", F::null_pointers, nullptr, 0, 0, 0, nullptr, On::dst},
+    // Transpose8 transforms the source's region and meets it with the destination's:
+    // a missing region is "di-12" on the source, a missing meeting or list "di-8".
+    {"Transpose8", F::image_region, "di-12", 0, 0, 105, "Transpose8KX", On::src1},
+    {"Transpose8", F::intersect, "di-8", 1, 1, 161, "Transpose8KX", On::dst},
+    {"Transpose8", F::rect_list, "di-8", 1, 1, 161, "Transpose8KX", On::dst},
+    {"Transpose16", F::roi_list, "di-12", 0, 0, 115, "Transpose16KX", On::src1},
 };
 
 // A region list is made from the image's region and the region's rectangle list: where a

@@ -159,5 +159,32 @@ check "brush short of weights" 1 "${kxrun_cmd[@]}" paint8 --brush bad.txt --colo
 check "colour count" 1 "${kxrun_cmd[@]}" paint8 --brush brush.txt --color 1,2 --points '1,0' row.ppm -o c.ppm
 check "bad points" 1 "${kxrun_cmd[@]}" paint8 --brush brush.txt --color 1,2,3 --points '1;0' row.ppm -o c.ppm
 
+# Transposes: a new image of the turned size, the background where nothing lands.
+printf 'P5\n3 2\n255\n\001\002\003\004\005\006' >m.pgm   # rows 1 2 3 / 4 5 6
+check "transpose8 90" 0 "${kxrun_cmd[@]}" transpose8 --transpose 90 --no-fallback m.pgm -o r90.pgm
+[ "$(head -c 7 r90.pgm | tr '\n' ' ')" = "P5 2 3 " ] && [ "$(bytes 6 r90.pgm)" = "3 6 2 5 1 4" ] ||
+  { echo "FAIL transpose8 90: $(od -An -c r90.pgm)"; failures=$((failures + 1)); }
+check "transpose8 h by number" 0 "${kxrun_cmd[@]}" transpose8 --transpose 1 --no-fallback m.pgm -o rh.pgm
+[ "$(bytes 6 rh.pgm)" = "3 2 1 6 5 4" ] || { echo "FAIL transpose8 h: $(bytes 6 rh.pgm)"; failures=$((failures + 1)); }
+check "transpose8 into a larger output" 0 "${kxrun_cmd[@]}" transpose8 --transpose d --size 3,4 --background 9 --dst-origin 1,1 --no-fallback m.pgm -o rd.pgm
+[ "$(bytes 12 rd.pgm)" = "9 9 9 9 1 4 9 2 5 9 3 6" ] || { echo "FAIL transpose8 d placed: $(bytes 12 rd.pgm)"; failures=$((failures + 1)); }
+printf 'P5\n3 3\n65535\n' >sq16.pgm; printf '\0\001\0\002\0\003\0\004\0\005\0\006\0\007\0\010\0\011' >>sq16.pgm
+check "transpose16 270" 0 "${kxrun_cmd[@]}" transpose16 --transpose 270 --no-fallback sq16.pgm -o r16.pgm
+[ "$(bytes 18 r16.pgm | awk '{for (i = 2; i <= NF; i += 2) printf "%s ", $i}' | xargs)" = "7 4 1 8 5 2 9 6 3" ] ||
+  { echo "FAIL transpose16 270: $(bytes 18 r16.pgm)"; failures=$((failures + 1)); }
+printf 'P5\n3 1\n65535\n\0\001\0\002\0\003' >wide16.pgm
+check "transpose16 of an oblong, refused" 3 "${kxrun_cmd[@]}" transpose16 --transpose 90 --no-fallback wide16.pgm -o c.pgm
+check "transpose16 of an oblong, by the host" 0 "${kxrun_cmd[@]}" transpose16 --transpose 90 wide16.pgm -o c.pgm
+check "transpose type 7" 1 "${kxrun_cmd[@]}" transpose8 --transpose 7 m.pgm -o c.pgm
+check "transpose type missing" 1 "${kxrun_cmd[@]}" transpose8 m.pgm -o c.pgm
+check "transpose type without a value" 1 "${kxrun_cmd[@]}" transpose8 m.pgm -o c.pgm --transpose
+check "size 0" 1 "${kxrun_cmd[@]}" transpose8 --transpose v --size 0,3 m.pgm -o c.pgm
+check "malformed size" 1 "${kxrun_cmd[@]}" transpose8 --transpose v --size 3 m.pgm -o c.pgm
+check "malformed origin" 1 "${kxrun_cmd[@]}" transpose8 --transpose v --origin 1,x m.pgm -o c.pgm
+check "background beyond a byte" 1 "${kxrun_cmd[@]}" transpose8 --transpose v --background 256 m.pgm -o c.pgm
+check "background of NaN" 1 "${kxrun_cmd[@]}" transpose8 --transpose v --background nan m.pgm -o c.pgm
+check "size on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --size 2,2 m.pgm -o c.pgm
+check "transpose on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --transpose v m.pgm -o c.pgm
+
 [ "$failures" -eq 0 ] && echo "kxrun: all checks passed"
 exit "$failures"

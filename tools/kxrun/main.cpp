@@ -96,7 +96,20 @@ const char kUsage[] =
     "  --brush FILE --color C[,C,C,C] --points 'X,Y;X,Y;...'  paint8: paints IMAGE in\n"
     "                     place with the brush of FILE (text: W H KEYX KEYY, then W x H\n"
     "                     weights 0..1 row by row) in colour C (a value a channel) with its\n"
-    "                     key on each point in turn (rounded half away from zero)\n";
+    "                     key on each point in turn (rounded half away from zero)\n"
+    "\n"
+    "geometric operations (transpose8, transpose16): the output is a new image, of --size\n"
+    "or of the source's size (turned for d, b, 90 and 270), filled with --background;\n"
+    "pixels the operation does not reach keep the background.\n"
+    "  --transpose T      0..6 or v (top to bottom), h (left to right), d (main diagonal), b\n"
+    "                     (anti-diagonal), 90 (a quarter turn counter-clockwise), 180, 270\n"
+    "  --size W,H         the output's width and height (W, H >= 1)\n"
+    "  --origin X,Y       the source's origin: its pixel (X, Y) is operation-space (0, 0)\n"
+    "  --dst-origin X,Y   the output's origin\n"
+    "  --centre           each image's origin at its centre, (w/2, h/2) rounded down (an\n"
+    "                     --origin or --dst-origin given wins for its image)\n"
+    "  --background A[,B,C,D]  the output's starting pixels, one value or one a channel\n"
+    "                     (default 0)\n";
 
 int fail(const std::string& reason) {
   std::fprintf(stderr, "kxrun: %s\n", reason.c_str());
@@ -105,7 +118,9 @@ int fail(const std::string& reason) {
 
 // The parameter options, by name; each holds the numbers given.
 const char* const kParamOptions[] = {"--const",  "--value",     "--scale", "--offset",
-                                     "--matrix", "--threshold", "--color"};
+                                     "--matrix", "--threshold", "--color", "--background"};
+// Options of the geometric operations that take a pair of whole numbers.
+const char* const kPairOptions[] = {"--size", "--origin", "--dst-origin"};
 
 struct Options {
   std::string operation;
@@ -121,10 +136,13 @@ struct Options {
   std::map<std::string, std::vector<double>> params;
   std::map<std::string, std::string> texts;  // --table, --from, --to
   Sample16 samples = Sample16::wrap;
+  std::map<std::string, std::vector<long>> pairs;  // --size, --origin, --dst-origin
+  bool centre = false;
 };
 
 // Options that take a file name or a word.
-const char* const kTextOptions[] = {"--table", "--from", "--to", "--brush", "--points"};
+const char* const kTextOptions[] = {"--table", "--from",   "--to",
+                                    "--brush", "--points", "--transpose"};
 
 // Returns an empty string, or the reason the arguments are bad.
 std::string parse(int argc, char** argv, Options* o) {
@@ -181,6 +199,21 @@ std::string parse(int argc, char** argv, Options* o) {
       } else {
         return "--sample16 takes wrap, offset or clamp, not " + value;
       }
+    } else if (std::find(std::begin(kPairOptions), std::end(kPairOptions), arg) !=
+               std::end(kPairOptions)) {
+      if (!has_value) return arg + " needs a value";
+      std::vector<long> v;
+      const bool size = arg == "--size";
+      if (!parse_ints(argv[++i], 2, &v) || (size && (v[0] < 1 || v[1] < 1)) ||
+          std::abs(v[0]) > (1L << 24) || std::abs(v[1]) > (1L << 24)) {
+        return arg +
+               (size ? " takes W,H with W, H from 1 to 16777216, not "
+                     : " takes X,Y, whole numbers within +-16777216, not ") +
+               argv[i];
+      }
+      o->pairs[arg] = v;
+    } else if (arg == "--centre") {
+      o->centre = true;
     } else if (arg == "--disasm") {
       o->disasm = true;
     } else if (arg == "--no-fallback") {
@@ -245,6 +278,11 @@ std::vector<T> as_bands(const std::vector<T>& list, Channels order) {
   return out;
 }
 
+// Operations that move pixels about: their output is a new image of its own size.
+bool geometric(const ZelOperationInfo& info) {
+  return info.params == ZelParams::transpose;
+}
+
 // Fills `v` with the parameters the operation takes from the options; returns an empty
 // string, or why the options do not fit the operation. `bands` is the first input's band
 // count; 16-bit outputs take 16-bit table entries.
@@ -277,10 +315,14 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
     case ZelParams::paint:
       takes = {"--brush", "--color", "--points"};
       break;
+    case ZelParams::transpose:
+      takes = {"--transpose"};
+      break;
     case ZelParams::none:
     case ZelParams::extrema:
       break;
   }
+  if (geometric(info)) takes.push_back("--background");
   const auto taken = [&](const std::string& option) {
     return std::find(takes.begin(), takes.end(), option) != takes.end();
   };
@@ -294,7 +336,7 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
     return o.params.count(option) != 0 || o.texts.count(option) != 0;
   };
   for (const std::string& option : takes) {
-    if (info.params != ZelParams::rescale && !given(option)) {
+    if (info.params != ZelParams::rescale && option != "--background" && !given(option)) {
       return std::string(info.name) + " needs " + option;
     }
   }
@@ -400,6 +442,19 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       for (unsigned b = 0; b < 4 && bad.empty(); ++b) v->lists[0][b] = float(values[b]);
       if (!parse_points(o.texts.at("--points").c_str(), &v->points)) {
         return "--points takes X,Y;X,Y;... with finite numbers, not " + o.texts.at("--points");
+      }
+      break;
+    }
+    case ZelParams::transpose: {
+      static const char* const kNames[] = {"v", "h", "d", "b", "90", "180", "270"};
+      const std::string& text = o.texts.at("--transpose");
+      const auto named = std::find(std::begin(kNames), std::end(kNames), text);
+      if (named != std::end(kNames)) {
+        v->transpose = long(named - std::begin(kNames));
+      } else if (text.size() == 1 && text[0] >= '0' && text[0] <= '6') {
+        v->transpose = text[0] - '0';
+      } else {
+        return "--transpose takes 0..6 or v, h, d, b, 90, 180, 270, not " + text;
       }
       break;
     }
@@ -512,6 +567,10 @@ int run_operation(int argc, char** argv) {
       return fail(path + " is not the size and band count of " + o.inputs.front());
     }
   }
+  if (!geometric(*info) && (!o.pairs.empty() || o.centre)) {
+    return fail(o.operation + " does not take " +
+                (o.centre ? std::string("--centre") : o.pairs.begin()->first));
+  }
   ZelImage* first = images.all.front();
   ZelParamValues params;
   const std::string bad_params = operation_params(*info, o, first->getBands(), sides, &params);
@@ -520,7 +579,51 @@ int run_operation(int argc, char** argv) {
   // The destination has the first input's bands, or those its parameters give; it starts
   // as a copy of the first input's file channels where the counts match, else 0.
   ZelImage* dst = nullptr;
-  if (writes_image) {
+  if (writes_image && geometric(*info)) {
+    // A new image of its own size, filled with the background.
+    const bool across = params.transpose == 2 || params.transpose == 3 ||
+                        params.transpose == 4 || params.transpose == 6;
+    unsigned width = across ? first->getHeight() : first->getWidth();
+    unsigned height = across ? first->getWidth() : first->getHeight();
+    if (o.pairs.count("--size")) {
+      width = unsigned(o.pairs.at("--size")[0]);
+      height = unsigned(o.pairs.at("--size")[1]);
+    }
+    const unsigned bands = first->getBands();
+    dst = state->createImage(width, height, bands, info->data_type);
+    if (dst == nullptr) return fail("cannot create the output image");
+    images.all.push_back(dst);
+    std::vector<double> background(1, 0.0);
+    if (o.params.count("--background")) background = o.params.at("--background");
+    if (background.size() != 1 && background.size() != bands) {
+      return fail("--background takes one value or one a channel (" + std::to_string(bands) +
+                  ")");
+    }
+    const double lo = info->data_type == ZEL_INT16 ? -32768 : 0;
+    const double hi = info->data_type == ZEL_INT16 ? 65535 : 255;
+    for (double value : background) {
+      if (value < lo || value > hi || value != std::trunc(value)) {
+        return fail("--background takes whole numbers from " + std::to_string(long(lo)) +
+                    " to " + std::to_string(long(hi)));
+      }
+    }
+    if (background.size() == 1) background.resize(bands, background[0]);
+    background = as_bands(background, sides.out);
+    for (unsigned y = 0; y < height; ++y) {
+      for (unsigned x = 0; x < width; ++x) {
+        for (unsigned b = 0; b < bands; ++b) dst->setPixel(x, y, b, int(background[b]));
+      }
+    }
+    const auto origin = [&](ZelImage* image, const char* option) {
+      if (o.pairs.count(option)) {
+        image->setOrigin(int(o.pairs.at(option)[0]), int(o.pairs.at(option)[1]));
+      } else if (o.centre) {
+        image->setOrigin(int(image->getWidth() / 2), int(image->getHeight() / 2));
+      }
+    };
+    origin(first, "--origin");
+    origin(dst, "--dst-origin");
+  } else if (writes_image) {
     const unsigned bands = info->params == ZelParams::lookup        ? params.table_bands
                            : info->params == ZelParams::colorspaces ? sides.to->bands
                                                                     : first->getBands();

@@ -288,6 +288,14 @@ class ZelRoi final : public ZelObject {
   // caller destroys (nullptr only when a test asks for it: ZelGlobalState::failRectLists).
   virtual ZelRectList* getRectList() const;
 
+  // The region transposed about (cx, cy) (a new region the caller destroys): a pixel (x, y),
+  // at (u, v) = (x - cx, y - cy) from the centre, goes to the centre plus (u, -v) for type
+  // 0, (-u, v) 1, (v, u) 2, (-v, -u) 3, (v, -u) 4, (-u, -v) 5, (-v, u) 6. With y downwards,
+  // 4 turns a quarter counter-clockwise on screen and 6 clockwise. A pixel that lands
+  // between pixels goes to the one to its right or below (the position plus 1/2, rounded
+  // down); parts beyond the int range are dropped; any other type gives nullptr.
+  virtual ZelRoi* transpose(int type, double cx, double cy) const;
+
   // ---- Host side ----
   // Disjoint, non-empty, sorted by top edge and then left edge.
   const std::vector<Rect>& rects() const { return rects_; }
@@ -665,6 +673,8 @@ enum class ZelParams {
   colorspaces,    // objects 1, 2: the source's and the destination's ZelColorspace
   paint,  // pointer 1: the colour (a float a band); pointer 2: the brush, a ZelKernel of
           // weights with its key; long 3: the number of points; pointer 4: x, y floats a point
+  transpose,  // long 1: the transpose type, 0..6 (ZelRoi::transpose; the destination's
+              // pixel takes the source pixel the type maps there)
 };
 
 // The host's own operations, which a device may accelerate.

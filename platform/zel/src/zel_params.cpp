@@ -50,6 +50,9 @@ void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
       op->setLongParam(3, long(v->points.size() / 2));
       op->setPtrParam(4, v->points.data());
       break;
+    case ZelParams::transpose:
+      op->setLongParam(1, v->transpose);
+      break;
   }
 }
 
@@ -149,6 +152,9 @@ void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
       v->points = {2, 1, 6.5f, 2.4f, 10, 2, -1.5f, 0};
       break;
     }
+    case ZelParams::transpose:  // a quarter turn (8-bit); a half turn fits any 16-bit image
+      v->transpose = wide ? 5 : 4;
+      break;
     case ZelParams::none:
     case ZelParams::extrema:
       break;

@@ -2,6 +2,7 @@
 // rectangles an operation visits (ZeliGetRoiList).
 #include <algorithm>
 #include <climits>
+#include <cmath>
 
 #include "zel.h"
 
@@ -310,6 +311,35 @@ int ZelRoi::getRect(int i, int* x, int* y, int* width, int* height) const {
 ZelRectList* ZelRoi::getRectList() const {
   if (zel_global_state && zel_global_state->takeRectListFailure()) return nullptr;
   return new RectList(getSystemState(), rects_);
+}
+
+ZelRoi* ZelRoi::transpose(int type, double cx, double cy) const {
+  if (type < 0 || type > 6 || !std::isfinite(cx) || !std::isfinite(cy)) return nullptr;
+  // Per type: which coordinate (0 = x, 1 = y) each new axis takes, and its sign.
+  static const int kFrom[7][2] = {{0, 1}, {0, 1}, {1, 0}, {1, 0}, {1, 0}, {0, 1}, {1, 0}};
+  static const int kSign[7][2] = {{1, -1}, {-1, 1},  {1, 1}, {-1, -1},
+                                  {1, -1}, {-1, -1}, {-1, 1}};
+  const double centre[2] = {cx, cy};
+  std::vector<Rect> out;
+  for (const Rect& r : rects_) {
+    const Edges e = edges_of(r);
+    const long long low[2] = {e.left, e.top}, high[2] = {e.right - 1, e.bottom - 1};
+    long long lo[2], hi[2];
+    for (int axis = 0; axis < 2; ++axis) {
+      const int from = kFrom[type][axis], sign = kSign[type][axis];
+      // new = centre[axis] + sign (old - centre[from]) = k + sign old, k rounded at 1/2
+      const long long k =
+          static_cast<long long>(std::floor(centre[axis] - sign * centre[from] + 0.5));
+      const long long a = k + sign * low[from], b = k + sign * high[from];
+      lo[axis] = std::min(a, b);
+      hi[axis] = std::max(a, b) + 1;
+    }
+    const Edges t = meet({lo[0], lo[1], hi[0], hi[1]}, kIntRange);
+    if (!t.empty()) out.push_back(rect_of(t));
+  }
+  ZelRoi* result = new ZelRoi(getSystemState());
+  result->assign(std::move(out));
+  return result;
 }
 
 ZelRectList* ZeliGetRoiList(ZelRoi** roi, ZelImage* dst, ZelImage* src1, ZelImage* src2,

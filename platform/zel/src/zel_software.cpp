@@ -7,6 +7,7 @@
 #include "zel_software_blend.h"
 #include "zel_software_constant.h"
 #include "zel_software_copy.h"
+#include "zel_software_geometry.h"
 #include "zel_software_lookup.h"
 
 using namespace zel_software;
@@ -96,6 +97,8 @@ const std::vector<ZelOperationInfo>& zel_operations() {
       {"blend8a16", 3, ZEL_UINT8, blend<ZEL_UINT8, ZEL_INT16>, ZelParams::none, 0, 0,
        ZEL_INT16},
       {"paint8", 1, ZEL_UINT8, paint8, ZelParams::paint},
+      {"transpose8", 1, ZEL_UINT8, transpose<ZEL_UINT8>, ZelParams::transpose},
+      {"transpose16", 1, ZEL_INT16, transpose<ZEL_INT16>, ZelParams::transpose},
   };
   return operations;
 }

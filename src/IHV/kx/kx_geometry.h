@@ -1,0 +1,28 @@
+// What the geometric routines share: the flip kernels by transpose type, and the checks
+// every one of them makes on its two images.
+#ifndef KX_GEOMETRY_H
+#define KX_GEOMETRY_H
+
+#include <cstdint>
+
+#include "kx_frame.h"
+#include "zel.h"
+
+// A flip kernel: (dst, dst stride, width, height, src, src stride), byte addresses.
+typedef void (*ZelKXFlipKernel)(uint32_t dst, int32_t dst_stride, int32_t width, int32_t height,
+                                uint32_t src, int32_t src_stride);
+
+// The flip of transpose type t (0 v, 1 h, 2 d, 3 b, 4 90, 5 180, 6 270) for pixels of 1, 2
+// or 4 bytes; nullptr for a type outside 0..6 or another size.
+ZelKXFlipKernel zelkx_flip_kernel(long type, unsigned pixel_bytes);
+
+// True when the two images share pixels' memory (one root): a kernel that moves pixels
+// about would read what it has already written.
+bool zelkx_share_root(ZelImage* a, ZelImage* b);
+
+// True when the image's pixels lie next to one another: a pixel stride of one element, or
+// of one 4-byte pixel for 8-bit images of 3 and 4 bands (children of a multi-band image
+// that take some of its bands are strided and refused).
+bool zelkx_packed_pixels(const KXImage& image, unsigned bands, int data_type);
+
+#endif

@@ -1,0 +1,173 @@
+// The geometric routines: where their flips read and write, what they keep and what they
+// refuse. Pixel agreement on random arrangements is the differential suite's business.
+#include "kx_model.h"
+#include "plugin_test.h"
+#include "sl_ctx.h"
+
+namespace {
+
+using GeometryRoutines = PluginTest;
+
+// A pixel's value names its place: x + 16 y + 64 b, modulo 256.
+int place(unsigned x, unsigned y, unsigned b) {
+  return int(x + 16 * y + 64 * b) % 256;
+}
+
+// The operation with its transpose type as long parameter 1.
+ZelOp* typed(ZelOp* o, long type) {
+  o->setLongParam(1, type);
+  return o;
+}
+
+TEST_F(GeometryRoutines, Transpose8MainDiagonalOfA3x5SourceFillsA5x3Destination) {
+  ZelImage* src = filled(3, 5, 1, ZEL_UINT8, place);
+  ZelImage* dst = filled(5, 3, 1, ZEL_UINT8, [](unsigned, unsigned, unsigned) { return 255; });
+  ASSERT_EQ(run(&KX::Transpose8, typed(op("transpose8", src, nullptr, dst), 2)), 0);
+  for (unsigned y = 0; y < 3; ++y) {
+    for (unsigned x = 0; x < 5; ++x) {
+      EXPECT_EQ(dst->getPixel(x, y, 0), place(y, x, 0)) << x << "," << y;
+    }
+  }
+}
+
+// A source that is a child inside a frame of 0xEE: a flip reading outside the source would
+// bring a 0xEE into the destination.
+TEST_F(GeometryRoutines, Transpose8TurnsIntoALargerDestinationReadOnlyTheSource) {
+  for (unsigned bands : {1u, 4u}) {
+    ZelImage* root =
+        filled(11, 9, bands, ZEL_UINT8, [](unsigned, unsigned, unsigned) { return 0xEE; });
+    ZelImage* src = child(root, 3, 2, 5, 3, 0, bands);  // W = 5, H = 3
+    for (unsigned y = 0; y < 3; ++y) {
+      for (unsigned x = 0; x < 5; ++x) {
+        for (unsigned b = 0; b < bands; ++b) src->setPixel(x, y, b, place(x, y, b));
+      }
+    }
+    for (long t = 0; t <= 6; ++t) {
+      ZelImage* dst =
+          filled(9, 8, bands, ZEL_UINT8, [](unsigned, unsigned, unsigned) { return 7; });
+      ZelImage* want =
+          filled(9, 8, bands, ZEL_UINT8, [](unsigned, unsigned, unsigned) { return 7; });
+      ASSERT_EQ(run(&KX::Transpose8, typed(op("t", src, nullptr, dst), t)), 0);
+      ZelOp* host = typed(op("transpose8", src, nullptr, want), t);
+      ASSERT_EQ(zel_run(host, ZelPath::host_only).status, 0);
+      EXPECT_EQ(pixels(dst), pixels(want)) << "type " << t << ", " << bands << " bands";
+      // Every source pixel lands once: 15 pixels written, the rest keep 7.
+      int written = 0;
+      for (unsigned y = 0; y < 8; ++y) {
+        for (unsigned x = 0; x < 9; ++x) written += dst->getPixel(x, y, 0) != 7;
+      }
+      EXPECT_EQ(written, 15) << "type " << t;
+    }
+  }
+}
+
+TEST_F(GeometryRoutines, Transpose8PlacesTheTurnedSourceByBothOrigins) {
+  ZelImage* src = filled(6, 4, 1, ZEL_UINT8, place);
+  src->setOrigin(-2, 3);  // cancels: the whole source is turned into the quadrant at (0, 0)
+  ZelImage* dst = filled(8, 8, 1, ZEL_UINT8, [](unsigned, unsigned, unsigned) { return 255; });
+  dst->setOrigin(1, 2);  // operation-space (X, Y) is the destination's pixel (X + 1, Y + 2)
+  ASSERT_EQ(run(&KX::Transpose8, typed(op("t", src, nullptr, dst), 4)), 0);
+  // A quarter turn counter-clockwise: the right-hand column becomes the top row.
+  for (unsigned X = 0; X < 4; ++X) {
+    EXPECT_EQ(dst->getPixel(X + 1, 2, 0), place(5, X, 0));
+    EXPECT_EQ(dst->getPixel(X + 1, 2 + 5, 0), place(0, X, 0));
+  }
+  EXPECT_EQ(dst->getPixel(0, 2, 0), 255);
+  EXPECT_EQ(dst->getPixel(1, 1, 0), 255);
+}
+
+TEST_F(GeometryRoutines, Transpose8KeepsTheOtherBandOfAThreeBandChildsParent) {
+  for (unsigned band : {0u, 1u}) {
+    ZelImage* sroot = filled(4, 4, 4, ZEL_UINT8, place);
+    ZelImage* droot =
+        filled(4, 4, 4, ZEL_UINT8, [](unsigned, unsigned, unsigned) { return 0xAB; });
+    ZelImage* src = child(sroot, 0, 0, 4, 4, band, 3);
+    ZelImage* dst = child(droot, 0, 0, 4, 4, band, 3);
+    ASSERT_EQ(run(&KX::Transpose8, typed(op("t", src, nullptr, dst), 5)), 0);
+    const unsigned other = band == 0 ? 3 : 0;
+    for (unsigned y = 0; y < 4; ++y) {
+      for (unsigned x = 0; x < 4; ++x) {
+        EXPECT_EQ(droot->getPixel(x, y, other), 0xAB) << "band " << band;
+        for (unsigned b = 0; b < 3; ++b) {
+          EXPECT_EQ(dst->getPixel(x, y, b), place(3 - x, 3 - y, band + b));
+        }
+      }
+    }
+  }
+}
+
+TEST_F(GeometryRoutines, Transpose16TurnsAWholeSquareAndLeavesThePlaneMaskAsFound) {
+  const auto value = [](unsigned x, unsigned y, unsigned) {
+    return int(x * 97 + y * 1000) - 3000;
+  };
+  ZelImage* src = filled(5, 5, 1, ZEL_INT16, value);
+  sl_ctx_planemask_set(0x00ffffff);
+  for (long t = 0; t <= 6; ++t) {
+    ZelImage* dst = image(5, 5, 1, ZEL_INT16);
+    ZelImage* want = image(5, 5, 1, ZEL_INT16);
+    ASSERT_EQ(run(&KX::Transpose16, typed(op("t", src, nullptr, dst), t)), 0);
+    ASSERT_EQ(
+        zel_run(typed(op("transpose16", src, nullptr, want), t), ZelPath::host_only).status, 0);
+    EXPECT_EQ(pixels(dst), pixels(want)) << "type " << t;
+  }
+  EXPECT_EQ(kxm::plane_mask(), 0x00ffffffu);
+  sl_ctx_planemask_set(0xffffffff);
+}
+
+TEST_F(GeometryRoutines, TransposesRefuseWhatTheirFlipsCannotDoAndWriteNothing) {
+  const auto v8 = [](unsigned x, unsigned y, unsigned b) { return place(x, y, b); };
+  ZelImage* a8 = filled(6, 4, 1, ZEL_UINT8, v8);
+  ZelImage* b8 = image(6, 4, 1, ZEL_UINT8);
+  ZelImage* three = image(6, 4, 3, ZEL_UINT8);
+  ZelImage* a16 = filled(4, 4, 1, ZEL_INT16, v8);
+  ZelImage* b16 = image(4, 4, 1, ZEL_INT16);
+  ZelImage* wide16 = image(6, 4, 1, ZEL_INT16);
+  ZelImage* shifted16 = image(4, 4, 1, ZEL_INT16);
+  shifted16->setOrigin(1, 1);
+  ZelImage* shifted16b = image(4, 4, 1, ZEL_INT16);
+  shifted16b->setOrigin(1, 1);
+  ZelImage* region16 = image(4, 4, 1, ZEL_INT16);
+  region(region16, 0, 0, 3, 4);
+  const struct {
+    Routine routine;
+    ZelImage *src, *dst;
+    long type;
+    const char* why;
+  } cases[] = {
+      {&KX::Transpose8, a8, b8, 7, "a type beyond 6"},
+      {&KX::Transpose8, a8, b8, -1, "a negative type"},
+      {&KX::Transpose8, a8, three, 2, "different band counts"},
+      {&KX::Transpose8, a8, a8, 1, "in place"},
+      {&KX::Transpose16, a16, b16, 7, "a type beyond 6"},
+      {&KX::Transpose16, a16, a16, 5, "in place"},
+      {&KX::Transpose16, a16, shifted16, 0, "origins that differ"},
+      {&KX::Transpose16, shifted16b, shifted16, 0, "equal origins other than (0, 0)"},
+      {&KX::Transpose16, a16, region16, 1, "a destination region short of the whole image"},
+      {&KX::Transpose16, wide16, wide16, 4, "a quarter turn of an oblong image"},
+  };
+  for (const auto& c : cases) {
+    const std::vector<int> before = pixels(c.dst);
+    ZelOp* o = typed(op("t", c.src, nullptr, c.dst), c.type);
+    const long objects = ZelObject::liveObjects();
+    EXPECT_EQ(run(c.routine, o), 2) << c.why;
+    EXPECT_EQ(pixels(c.dst), before) << c.why;
+    EXPECT_EQ(ZelObject::liveObjects(), objects) << c.why;
+  }
+  EXPECT_TRUE(zel_error_log().empty());
+}
+
+TEST_F(GeometryRoutines, TransposesLeaveNoHostObjectBehind) {
+  ZelImage* src = filled(7, 3, 3, ZEL_UINT8, place);
+  ZelImage* dst = image(9, 9, 3, ZEL_UINT8);
+  region(dst, 1, 1, 5, 6);
+  ZelImage* s16 = image(6, 6, 1, ZEL_INT16);
+  ZelImage* d16 = image(6, 6, 1, ZEL_INT16);
+  ZelOp* o8 = typed(op("t", src, nullptr, dst), 3);
+  ZelOp* o16 = typed(op("t", s16, nullptr, d16), 6);
+  const long objects = ZelObject::liveObjects();
+  ASSERT_EQ(run(&KX::Transpose8, o8), 0);
+  ASSERT_EQ(run(&KX::Transpose16, o16), 0);
+  EXPECT_EQ(ZelObject::liveObjects(), objects);
+}
+
+}  // namespace
