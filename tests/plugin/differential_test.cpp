@@ -247,6 +247,16 @@ class Generator {
       if (chance(8)) v->matrix[pick(12)] += 0.3f;
     }
     if (kind == ZelParams::transpose) v->transpose = long(pick(7));
+    if (kind == ZelParams::translate) {  // whole, halves, tenths; now and then far away
+      for (float& t : v->amounts) {
+        // Negative offsets other than halves are refused by the nearest translations (their
+        // region moves by (int)(t + 0.5)): mostly positive ones, so that most cases compare.
+        static const float far[] = {1e6f, -1e6f, 3e7f, -0.5f, -2.5f, -1.3f};
+        t = chance(10)  ? far[pick(6)]
+            : chance(2) ? float(int(pick(16)) - 3)
+                        : float(int(pick(151)) - 30) / 10;
+      }
+    }
     if (kind == ZelParams::threshold) {
       const int span = wide ? 70000 : 300;
       v->low = float(int(pick(unsigned(span))) - span / 2 + (wide ? 0 : 130));
@@ -372,10 +382,11 @@ bool representable(float value) {
 
 // The operations the device runs on one-band images only.
 bool one_band_only(const std::string& name) {
-  return one_of(name, {"addconst16", "subtractconst16", "subtractfromconst16",
-                       "multiplyconst16", "divideconst16", "andconst16", "orconst16",
-                       "xorconst16", "rescale16", "threshold8", "threshold16", "extrema16",
-                       "copy16", "blend8a16", "blend16a8", "blend16a16", "transpose16"});
+  return one_of(name,
+                {"addconst16", "subtractconst16", "subtractfromconst16", "multiplyconst16",
+                 "divideconst16", "andconst16", "orconst16", "xorconst16", "rescale16",
+                 "threshold8", "threshold16", "extrema16", "copy16", "blend8a16", "blend16a8",
+                 "blend16a16", "transpose16", "translate16nearest"});
 }
 
 // The refusals docs/operations.md documents, for this case.
@@ -401,6 +412,15 @@ bool documented_refusal(const Case& c) {
   // Transposes move pixels about: never within one image. transpose16 turns whole images
   // at origin (0, 0) of one size, square where the turn crosses a diagonal.
   if (n.rfind("transpose", 0) == 0 && c.in_place) return true;
+  // Nearest translations: not within one image; offsets within 2^24 whose (int)(t + 0.5)
+  // is floor(t + 0.5).
+  if (n.rfind("translate", 0) == 0 && n.find("nearest") != std::string::npos) {
+    if (c.in_place) return true;
+    for (float t : p.amounts) {
+      const double moved = double(t) + 0.5;
+      if (std::fabs(t) > 16777216.0f || std::trunc(moved) != std::floor(moved)) return true;
+    }
+  }
   if (n == "transpose16") {
     const auto whole = [](const Shape& s) {
       return s.origin_x == 0 && s.origin_y == 0 &&

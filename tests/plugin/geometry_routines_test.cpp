@@ -1,5 +1,8 @@
 // The geometric routines: where their flips read and write, what they keep and what they
 // refuse. Pixel agreement on random arrangements is the differential suite's business.
+#include <cmath>
+#include <limits>
+
 #include "kx_model.h"
 #include "plugin_test.h"
 #include "sl_ctx.h"
@@ -168,6 +171,74 @@ TEST_F(GeometryRoutines, TransposesLeaveNoHostObjectBehind) {
   ASSERT_EQ(run(&KX::Transpose8, o8), 0);
   ASSERT_EQ(run(&KX::Transpose16, o16), 0);
   EXPECT_EQ(ZelObject::liveObjects(), objects);
+}
+
+// The operation with its offsets as float parameters 1 and 2.
+ZelOp* moved_by(ZelOp* o, float tx, float ty) {
+  o->setFloatParam(1, tx);
+  o->setFloatParam(2, ty);
+  return o;
+}
+
+TEST_F(GeometryRoutines, NearestTranslationsMoveByTheOffsetRoundedHalfUp) {
+  const struct {
+    float t;
+    int moves;
+  } cases[] = {{2.5f, 3}, {-2.5f, -2}, {2.49f, 2}, {0.5f, 1}, {-0.5f, 0}, {4.0f, 4}};
+  ZelImage* src = filled(12, 2, 1, ZEL_UINT8, place);
+  for (const auto& c : cases) {
+    ZelImage* dst =
+        filled(12, 2, 1, ZEL_UINT8, [](unsigned, unsigned, unsigned) { return 255; });
+    ASSERT_EQ(run(&KX::Translate8nearest, moved_by(op("t", src, nullptr, dst), c.t, 1.0f)), 0)
+        << c.t;
+    for (int x = 0; x < 12; ++x) {
+      const int from = x - c.moves;
+      EXPECT_EQ(dst->getPixel(unsigned(x), 1, 0),
+                from >= 0 && from < 12 ? place(from, 0, 0) : 255)
+          << "offset " << c.t << ", column " << x;
+      EXPECT_EQ(dst->getPixel(unsigned(x), 0, 0), 255);  // row 0 takes source row -1
+    }
+  }
+}
+
+TEST_F(GeometryRoutines, NearestTranslationsRefuseOffsetsTheyCannotRoundAlikeAndWriteNothing) {
+  const float inf = std::numeric_limits<float>::infinity();
+  const float offsets[] = {-2.3f, -3.0f, std::nanf(""), inf, -inf, 16777218.0f};
+  for (Routine routine : {&KX::Translate8nearest, &KX::Translate16nearest}) {
+    const int type = routine == &KX::Translate8nearest ? ZEL_UINT8 : ZEL_INT16;
+    ZelImage* src = filled(6, 3, 1, type, place);
+    ZelImage* dst = image(6, 3, 1, type);
+    for (float t : offsets) {
+      for (bool across : {true, false}) {
+        ZelOp* o = moved_by(op("t", src, nullptr, dst), across ? t : 1.0f, across ? 1.0f : t);
+        EXPECT_EQ(run(routine, o), 2) << t;
+      }
+    }
+    EXPECT_EQ(run(routine, moved_by(op("t", src, nullptr, src), 1.0f, 0.0f)), 2) << "in place";
+    EXPECT_EQ(pixels(dst), std::vector<int>(18, 0));
+  }
+  EXPECT_TRUE(zel_error_log().empty());
+}
+
+TEST_F(GeometryRoutines, NearestTranslationsKeepAParentsOtherBandAndSetTheirMask) {
+  ZelImage* sroot = filled(5, 3, 4, ZEL_UINT8, place);
+  ZelImage* droot =
+      filled(5, 3, 4, ZEL_UINT8, [](unsigned, unsigned, unsigned) { return 0xAB; });
+  ZelImage* dst = child(droot, 0, 0, 5, 3, 1, 3);
+  ASSERT_EQ(run(&KX::Translate8nearest,
+                moved_by(op("t", child(sroot, 0, 0, 5, 3, 1, 3), nullptr, dst), 1.0f, 0.0f)),
+            0);
+  EXPECT_EQ(kxm::plane_mask(), 0x00ffffffu);
+  for (unsigned x = 1; x < 5; ++x) {
+    EXPECT_EQ(droot->getPixel(x, 2, 0), 0xAB);
+    EXPECT_EQ(droot->getPixel(x, 2, 3), place(x - 1, 2, 3));
+  }
+  ZelImage* s16 = filled(5, 3, 1, ZEL_INT16, place);
+  ZelOp* o = moved_by(op("t", s16, nullptr, image(5, 3, 1, ZEL_INT16)), 0.0f, 1.0f);
+  const long objects = ZelObject::liveObjects();
+  ASSERT_EQ(run(&KX::Translate16nearest, o), 0);
+  EXPECT_EQ(kxm::plane_mask(), 0xffffffffu);
+  EXPECT_EQ(ZelObject::liveObjects(), objects) << "a region or list left behind";
 }
 
 }  // namespace

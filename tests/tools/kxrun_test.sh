@@ -183,6 +183,13 @@ check "malformed size" 1 "${kxrun_cmd[@]}" transpose8 --transpose v --size 3 m.p
 check "malformed origin" 1 "${kxrun_cmd[@]}" transpose8 --transpose v --origin 1,x m.pgm -o c.pgm
 check "background beyond a byte" 1 "${kxrun_cmd[@]}" transpose8 --transpose v --background 256 m.pgm -o c.pgm
 check "background of NaN" 1 "${kxrun_cmd[@]}" transpose8 --transpose v --background nan m.pgm -o c.pgm
+check "translate8nearest" 0 "${kxrun_cmd[@]}" translate8nearest --translate 1.5,0 --background 9 --no-fallback m.pgm -o tr.pgm
+[ "$(bytes 6 tr.pgm)" = "9 9 1 9 9 4" ] || { echo "FAIL translate8nearest by 1.5: $(bytes 6 tr.pgm)"; failures=$((failures + 1)); }
+check "translate8nearest by -2.3, by the host" 0 "${kxrun_cmd[@]}" translate8nearest --translate -2.3,0 m.pgm -o c.pgm
+check "translate8nearest by -2.3, refused" 3 "${kxrun_cmd[@]}" translate8nearest --translate -2.3,0 --no-fallback m.pgm -o c.pgm
+check "translate with one value" 1 "${kxrun_cmd[@]}" translate8nearest --translate 1 m.pgm -o c.pgm
+check "translate of infinity" 1 "${kxrun_cmd[@]}" translate8nearest --translate inf,0 m.pgm -o c.pgm
+check "translate missing" 1 "${kxrun_cmd[@]}" translate16nearest sq16.pgm -o c.pgm
 check "size on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --size 2,2 m.pgm -o c.pgm
 check "transpose on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --transpose v m.pgm -o c.pgm
 

@@ -98,9 +98,12 @@ const char kUsage[] =
     "                     weights 0..1 row by row) in colour C (a value a channel) with its\n"
     "                     key on each point in turn (rounded half away from zero)\n"
     "\n"
-    "geometric operations (transpose8, transpose16): the output is a new image, of --size\n"
+    "geometric operations (translate8nearest, translate16nearest, transpose8, transpose16):\n"
+    "the output is a new image, of --size\n"
     "or of the source's size (turned for d, b, 90 and 270), filled with --background;\n"
     "pixels the operation does not reach keep the background.\n"
+    "  --translate DX,DY  translate*: the offsets in pixels (a point moves right and down\n"
+    "                     by them); nearest translations round them half up\n"
     "  --transpose T      0..6 or v (top to bottom), h (left to right), d (main diagonal), b\n"
     "                     (anti-diagonal), 90 (a quarter turn counter-clockwise), 180, 270\n"
     "  --size W,H         the output's width and height (W, H >= 1)\n"
@@ -117,8 +120,9 @@ int fail(const std::string& reason) {
 }
 
 // The parameter options, by name; each holds the numbers given.
-const char* const kParamOptions[] = {"--const",  "--value",     "--scale", "--offset",
-                                     "--matrix", "--threshold", "--color", "--background"};
+const char* const kParamOptions[] = {"--const",  "--value",      "--scale",
+                                     "--offset", "--matrix",     "--threshold",
+                                     "--color",  "--background", "--translate"};
 // Options of the geometric operations that take a pair of whole numbers.
 const char* const kPairOptions[] = {"--size", "--origin", "--dst-origin"};
 
@@ -176,7 +180,10 @@ std::string parse(int argc, char** argv, Options* o) {
     } else if (std::find(std::begin(kParamOptions), std::end(kParamOptions), arg) !=
                std::end(kParamOptions)) {
       if (!has_value) return arg + " needs a value";
-      const size_t most = arg == "--matrix" ? 12 : arg == "--threshold" ? 3 : 4;
+      const size_t most = arg == "--matrix"      ? 12
+                          : arg == "--threshold" ? 3
+                          : arg == "--translate" ? 2
+                                                 : 4;
       std::vector<double> v;
       if (!parse_numbers(argv[++i], most, &v)) {
         return arg + " takes up to " + std::to_string(most) + " comma-separated numbers, not " +
@@ -280,7 +287,7 @@ std::vector<T> as_bands(const std::vector<T>& list, Channels order) {
 
 // Operations that move pixels about: their output is a new image of its own size.
 bool geometric(const ZelOperationInfo& info) {
-  return info.params == ZelParams::transpose;
+  return info.params == ZelParams::transpose || info.params == ZelParams::translate;
 }
 
 // Fills `v` with the parameters the operation takes from the options; returns an empty
@@ -317,6 +324,9 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       break;
     case ZelParams::transpose:
       takes = {"--transpose"};
+      break;
+    case ZelParams::translate:
+      takes = {"--translate"};
       break;
     case ZelParams::none:
     case ZelParams::extrema:
@@ -443,6 +453,13 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       if (!parse_points(o.texts.at("--points").c_str(), &v->points)) {
         return "--points takes X,Y;X,Y;... with finite numbers, not " + o.texts.at("--points");
       }
+      break;
+    }
+    case ZelParams::translate: {
+      const std::vector<double>& t = o.params.at("--translate");
+      if (t.size() != 2) return "--translate takes DX,DY";
+      v->amounts[0] = float(t[0]);
+      v->amounts[1] = float(t[1]);
       break;
     }
     case ZelParams::transpose: {

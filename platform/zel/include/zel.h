@@ -673,6 +673,7 @@ enum class ZelParams {
   colorspaces,    // objects 1, 2: the source's and the destination's ZelColorspace
   paint,  // pointer 1: the colour (a float a band); pointer 2: the brush, a ZelKernel of
           // weights with its key; long 3: the number of points; pointer 4: x, y floats a point
+  translate,  // floats 1, 2: the horizontal and vertical offsets, in pixels
   transpose,  // long 1: the transpose type, 0..6 (ZelRoi::transpose; the destination's
               // pixel takes the source pixel the type maps there)
 };

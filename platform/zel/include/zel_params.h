@@ -26,7 +26,8 @@ struct ZelParamValues {
   int brush_width = 0, brush_height = 0, brush_key_x = 0, brush_key_y = 0;
   std::vector<float> brush;
   std::vector<float> points;
-  long transpose = 0;  // a transpose type
+  long transpose = 0;     // a transpose type
+  float amounts[2] = {};  // offsets (translations), horizontal then vertical
 };
 
 // Points the operation's parameters at `values`, as `kind` says; an operation that takes a

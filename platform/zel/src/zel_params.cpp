@@ -53,6 +53,10 @@ void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
     case ZelParams::transpose:
       op->setLongParam(1, v->transpose);
       break;
+    case ZelParams::translate:
+      op->setFloatParam(1, v->amounts[0]);
+      op->setFloatParam(2, v->amounts[1]);
+      break;
   }
 }
 
@@ -152,6 +156,10 @@ void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
       v->points = {2, 1, 6.5f, 2.4f, 10, 2, -1.5f, 0};
       break;
     }
+    case ZelParams::translate:  // half a pixel rounds up: 4 across, 2 down
+      v->amounts[0] = 3.5f;
+      v->amounts[1] = 2.0f;
+      break;
     case ZelParams::transpose:  // a quarter turn (8-bit); a half turn fits any 16-bit image
       v->transpose = wide ? 5 : 4;
       break;

@@ -97,6 +97,8 @@ const std::vector<ZelOperationInfo>& zel_operations() {
       {"blend8a16", 3, ZEL_UINT8, blend<ZEL_UINT8, ZEL_INT16>, ZelParams::none, 0, 0,
        ZEL_INT16},
       {"paint8", 1, ZEL_UINT8, paint8, ZelParams::paint},
+      {"translate8nearest", 1, ZEL_UINT8, translate_nearest<ZEL_UINT8>, ZelParams::translate},
+      {"translate16nearest", 1, ZEL_INT16, translate_nearest<ZEL_INT16>, ZelParams::translate},
       {"transpose8", 1, ZEL_UINT8, transpose<ZEL_UINT8>, ZelParams::transpose},
       {"transpose16", 1, ZEL_INT16, transpose<ZEL_INT16>, ZelParams::transpose},
   };

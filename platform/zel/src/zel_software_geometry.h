@@ -4,6 +4,8 @@
 #ifndef ZEL_SOFTWARE_GEOMETRY_H
 #define ZEL_SOFTWARE_GEOMETRY_H
 
+#include <climits>
+#include <cmath>
 #include <vector>
 
 #include "zel_software.h"
@@ -40,13 +42,14 @@ inline void transpose_source(long t, long long W, long long H, long long X, long
   }
 }
 
-template <int Type>
-int transpose(ZelOp* op) {
-  ZelImage* src = op->getSrc1();
-  ZelImage* dst = op->getDst();
-  const long t = op->getLongParam(1);
-  if (src == nullptr || dst == nullptr || src->getDataType() != Type ||
-      dst->getDataType() != Type || src->getBands() != dst->getBands() || t < 0 || t > 6) {
+// Writes, at every operation-space point (X, Y) of the destination's region, the source
+// pixel `source(X, Y, &x, &y)` names (image coordinates) when that pixel lies in the source's
+// region; the others keep their values. The source is read whole before the first write (it
+// may be the destination). 2 when an image or a region is missing.
+template <typename Source>
+int remap(ZelImage* src, ZelImage* dst, int data_type, Source source) {
+  if (src == nullptr || dst == nullptr || src->getDataType() != data_type ||
+      dst->getDataType() != data_type || src->getBands() != dst->getBands()) {
     return 2;
   }
   ZelRoi* src_region = src->getImageSpaceRoi();
@@ -55,9 +58,7 @@ int transpose(ZelOp* op) {
   int sox, soy, dox, doy;
   src->getOrigin(&sox, &soy);
   dst->getOrigin(&dox, &doy);
-  const long long W = src->getWidth(), H = src->getHeight();
   const unsigned bands = src->getBands();
-  // Every write, gathered before the first: the source may be the destination.
   struct Write {
     unsigned x, y;
     std::vector<int> values;
@@ -67,14 +68,15 @@ int transpose(ZelOp* op) {
     for (long long Y = r.y; Y < r.y + (long long)r.height; ++Y) {
       for (long long X = r.x; X < r.x + (long long)r.width; ++X) {
         long long sx, sy;
-        transpose_source(t, W, H, X, Y, &sx, &sy);
+        source(X, Y, &sx, &sy);
         if (sx - sox < INT_MIN || sx - sox > INT_MAX || sy - soy < INT_MIN ||
             sy - soy > INT_MAX || !src_region->contains(int(sx - sox), int(sy - soy))) {
           continue;
         }
         Write w{unsigned(X + dox), unsigned(Y + doy), {}};
-        for (unsigned b = 0; b < bands; ++b)
+        for (unsigned b = 0; b < bands; ++b) {
           w.values.push_back(src->getPixel(unsigned(sx), unsigned(sy), b));
+        }
         writes.push_back(std::move(w));
       }
     }
@@ -83,6 +85,36 @@ int transpose(ZelOp* op) {
     for (unsigned b = 0; b < bands; ++b) dst->setPixel(w.x, w.y, b, w.values[b]);
   }
   return 0;
+}
+
+// Translation to the nearest pixel: (X, Y) takes the source's (X - dx, Y - dy), the offsets
+// floor(t + 0.5) (half a pixel moves a whole one).
+template <int Type>
+int translate_nearest(ZelOp* op) {
+  const double tx = op->getFloatParam(1), ty = op->getFloatParam(2);
+  if (!std::isfinite(tx) || !std::isfinite(ty)) return 2;
+  const long long dx = (long long)std::floor(tx + 0.5), dy = (long long)std::floor(ty + 0.5);
+  ZelImage* src = op->getSrc1();
+  int sox = 0, soy = 0;
+  if (src != nullptr) src->getOrigin(&sox, &soy);
+  return remap(src, op->getDst(), Type,
+               [&](long long X, long long Y, long long* x, long long* y) {
+                 *x = X - dx + sox;
+                 *y = Y - dy + soy;
+               });
+}
+
+// The whole source transposed into the quadrant at (0, 0): its origin cancels.
+template <int Type>
+int transpose(ZelOp* op) {
+  ZelImage* src = op->getSrc1();
+  const long t = op->getLongParam(1);
+  if (src == nullptr || t < 0 || t > 6) return 2;
+  const long long W = src->getWidth(), H = src->getHeight();
+  return remap(src, op->getDst(), Type,
+               [&](long long X, long long Y, long long* x, long long* y) {
+                 transpose_source(t, W, H, X, Y, x, y);
+               });
 }
 
 }  // namespace zel_software

@@ -1,5 +1,9 @@
 #include "kx_geometry.h"
 
+#include <cmath>
+
+#include "kx_utils.h"
+#include "sl_ctx.h"
 #include "sl_kernels.h"
 
 ZelKXFlipKernel zelkx_flip_kernel(long type, unsigned pixel_bytes) {
@@ -25,4 +29,65 @@ bool zelkx_share_root(ZelImage* a, ZelImage* b) {
 
 bool zelkx_packed_pixels(const KXImage& image, unsigned bands, int data_type) {
   return image.pixel_stride == (data_type == 1 && bands > 1 ? 4u : 1u);
+}
+
+bool zelkx_whole_offset(float t, int* out) {
+  if (!std::isfinite(t) || std::fabs(t) > 16777216.0f) return false;
+  const double moved = double(t) + 0.5;
+  if (double(int(moved)) != std::floor(moved)) return false;
+  *out = int(moved);
+  return true;
+}
+
+int zelkx_translate_nearest(ZelOp* op, int data_type) {
+  ZelImage* src = op->getSrc1();
+  ZelImage* dst = op->getDst();
+  if (src == nullptr || dst == nullptr || src->getDataType() != data_type ||
+      dst->getDataType() != data_type) {
+    return 2;
+  }
+  unsigned width, height, bands;
+  src->getDimensions(&width, &height, &bands);
+  const bool eight = data_type == 1;
+  if (eight ? bands != 1 && bands != 3 && bands != 4 : bands != 1) return 2;
+  const int checked = eight ? zelkx_check_child_8(src, dst, nullptr, nullptr)
+                            : zelkx_check_child_16(src, dst, nullptr, nullptr);
+  int dx, dy;
+  if (checked == 2 || dst->getBands() != bands || !zelkx_bands_agree(src, dst, nullptr) ||
+      zelkx_share_root(src, dst) || !zelkx_whole_offset(op->getFloatParam(1), &dx) ||
+      !zelkx_whole_offset(op->getFloatParam(2), &dy)) {
+    return 2;
+  }
+  KXImage s, d;
+  const uint32_t e = eight ? 1 : 2, pixel_bytes = eight && bands > 1 ? 4 : e;
+  if (!zelkx_open_image(src, &s) || !zelkx_open_image(dst, &d) ||
+      !zelkx_aligned(s, e, pixel_bytes) || !zelkx_aligned(d, e, pixel_bytes) ||
+      !zelkx_packed_pixels(s, bands, data_type) || !zelkx_packed_pixels(d, bands, data_type)) {
+    return 2;
+  }
+  // The source's region moved by the offset meets the destination's (a missing region or
+  // list is refused silently).
+  ZelRoi* src_region = src->getImageSpaceRoi();
+  ZelRoi* dst_region = src_region != nullptr ? dst->getImageSpaceRoi() : nullptr;
+  ZelRoi* moved = dst_region != nullptr ? src_region->translate(dx, dy) : nullptr;
+  ZelRoi* inter = moved != nullptr ? dst_region->intersect(moved) : nullptr;
+  ZelRectList* list = inter != nullptr ? inter->getRectList() : nullptr;
+  if (list == nullptr) {
+    if (inter != nullptr) inter->destroy();
+    if (moved != nullptr) moved->destroy();
+    return 2;
+  }
+  sl_ctx_planemask_set(eight ? zelkx_plane_mask(dst, bands) : 0xffffffff);
+  void (*kernel)(SL_RECT_1SRC_ARGS) = !eight       ? sl_rect_copy_16
+                                      : bands == 1 ? sl_rect_copy_8
+                                                   : sl_rect_copy_32;
+  int x, y, w, h;
+  while (list->getNextRect(&x, &y, &w, &h)) {
+    kernel(d.address(x, y, e), int32_t(e * d.line_stride), w, h, s.address(x - dx, y - dy, e),
+           int32_t(e * s.line_stride));
+  }
+  list->destroy();
+  inter->destroy();
+  moved->destroy();
+  return 0;
 }

@@ -25,4 +25,12 @@ bool zelkx_share_root(ZelImage* a, ZelImage* b);
 // that take some of its bands are strided and refused).
 bool zelkx_packed_pixels(const KXImage& image, unsigned bands, int data_type);
 
+// An offset as the nearest translations move by it: floor(t + 0.5), in *out. False (refuse)
+// for a value that is not finite or lies beyond +-2^24, and where (int)(t + 0.5), which the
+// region move takes, would differ (t + 0.5 negative and not whole).
+bool zelkx_whole_offset(float t, int* out);
+
+// Translate8nearest and Translate16nearest: data type 1 (1, 3 or 4 bands) or 2 (1 band).
+int zelkx_translate_nearest(ZelOp* op, int data_type);
+
 #endif
