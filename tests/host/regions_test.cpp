@@ -109,6 +109,7 @@ TEST_F(RegionTest, TheRectangleListIsTheRegionsTwentyFifthVirtualOperation) {
   for (long i = 0; i < 25; ++i) EXPECT_EQ(slots[i], i) << "virtual operation " << i + 1;
   // Operations added since come after it.
   EXPECT_EQ(slot_of(&ZelRoi::transpose), 25);
+  EXPECT_EQ(slot_of(&ZelRoi::scale), 26);
   // The rectangle list's next-rectangle operation is its fourth.
   EXPECT_EQ(slot_of(&ZelRectList::getNextRect), 3);
 }
@@ -143,6 +144,36 @@ TEST_F(RegionTest, TransposeMovesEveryPixelAboutTheCentre) {
   EXPECT_EQ(r->transpose(7, 0, 0), nullptr);
   EXPECT_EQ(r->transpose(-1, 0, 0), nullptr);
   EXPECT_EQ(r->transpose(2, std::nan(""), 0), nullptr);
+}
+
+// Scaling about (0, 0): a pixel x of the new region is one whose x / q lies in the old.
+TEST_F(RegionTest, ScaleKeepsThePixelsWhoseScaledBackPositionLiesInTheRegion) {
+  std::mt19937 random(5);
+  std::uniform_int_distribution<int> coordinate(-7, 7), size(0, 5);
+  for (double q : {0.3, 0.5, 1.0, 2.0, 2.0005, 2.5, 6.5}) {
+    Owned<ZelRoi> a(state->createRoi());
+    for (int k = 0; k < 3; ++k) {
+      ASSERT_EQ(a->addRect(coordinate(random), coordinate(random), size(random), size(random)),
+                0);
+    }
+    std::set<Point> want;
+    for (int y = -90; y < 90; ++y) {
+      for (int x = -90; x < 90; ++x) {
+        // x / q in [p, p + 1) exactly when x in [q p, q (p + 1)).
+        for (const Point& p : points_of(a->rects())) {
+          if (x >= q * p.first && x < q * (p.first + 1) && y >= q * p.second &&
+              y < q * (p.second + 1)) {
+            want.insert({x, y});
+          }
+        }
+      }
+    }
+    EXPECT_EQ(canonical_points(Owned<ZelRoi>(a->scale(q, q))->rects()), want) << q;
+  }
+  Owned<ZelRoi> r(state->createRoi());
+  EXPECT_EQ(r->scale(0, 1), nullptr);
+  EXPECT_EQ(r->scale(1, -2), nullptr);
+  EXPECT_EQ(r->scale(std::nan(""), 1), nullptr);
 }
 
 // Random overlapping regions: every operation gives exactly the expected point set, cut

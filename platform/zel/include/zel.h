@@ -295,6 +295,10 @@ class ZelRoi final : public ZelObject {
   // between pixels goes to the one to its right or below (the position plus 1/2, rounded
   // down); parts beyond the int range are dropped; any other type gives nullptr.
   virtual ZelRoi* transpose(int type, double cx, double cy) const;
+  // The region scaled about (0, 0) (a new region the caller destroys): [x0, x1) becomes
+  // [ceil(qx x0), ceil(qx x1)), likewise rows, so that a pixel's new place holds the points
+  // whose scaled-back position falls in it; nullptr for a factor not finite and positive.
+  virtual ZelRoi* scale(double qx, double qy) const;
 
   // ---- Host side ----
   // Disjoint, non-empty, sorted by top edge and then left edge.

@@ -342,6 +342,25 @@ ZelRoi* ZelRoi::transpose(int type, double cx, double cy) const {
   return result;
 }
 
+ZelRoi* ZelRoi::scale(double qx, double qy) const {
+  if (!(std::isfinite(qx) && qx > 0 && std::isfinite(qy) && qy > 0)) return nullptr;
+  const auto scaled = [](long long v, double q) {
+    return static_cast<long long>(
+        std::clamp(std::ceil(q * static_cast<double>(v)), double(INT_MIN), double(INT_MAX)));
+  };
+  std::vector<Rect> out;
+  for (const Rect& r : rects_) {
+    const Edges e = edges_of(r);
+    const Edges s =
+        meet({scaled(e.left, qx), scaled(e.top, qy), scaled(e.right, qx), scaled(e.bottom, qy)},
+             kIntRange);
+    if (!s.empty()) out.push_back(rect_of(s));
+  }
+  ZelRoi* result = new ZelRoi(getSystemState());
+  result->assign(std::move(out));
+  return result;
+}
+
 ZelRectList* ZeliGetRoiList(ZelRoi** roi, ZelImage* dst, ZelImage* src1, ZelImage* src2,
                             ZelImage* src3) {
   if (roi) *roi = nullptr;
