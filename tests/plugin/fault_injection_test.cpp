@@ -155,6 +155,19 @@ const Expected kReports[] = {
     {"Transpose8", F::image_region, "di-12", 0, 0, 105, "Transpose8KX", On::src1},
     {"Transpose8", F::intersect, "di-8", 1, 1, 161, "Transpose8KX", On::dst},
     {"Transpose8", F::rect_list, "di-8", 1, 1, 161, "Transpose8KX", On::dst},
+    // The interpolating translations likewise (the nearest ones refuse silently).
+    {"Translate8bilinear", F::image_region, "di-12", 0, 0, 71, "TranslateBL8KX", On::src1},
+    {"Translate8bilinear", F::intersect, "di-8", 1, 1, 89, "TranslateBL8KX", On::dst},
+    {"Translate8bilinear", F::rect_list, "di-8", 1, 1, 89, "TranslateBL8KX", On::dst},
+    {"Translate16bilinear", F::image_region, "di-12", 0, 0, 72, "TranslateBL16KX", On::src1},
+    {"Translate16bilinear", F::intersect, "di-8", 1, 1, 90, "TranslateBL16KX", On::dst},
+    {"Translate16bilinear", F::rect_list, "di-8", 1, 1, 90, "TranslateBL16KX", On::dst},
+    {"Translate8bicubic", F::image_region, "di-12", 0, 0, 71, "TranslateBC8KX", On::src1},
+    {"Translate8bicubic", F::intersect, "di-8", 1, 1, 89, "TranslateBC8KX", On::dst},
+    {"Translate8bicubic", F::rect_list, "di-8", 1, 1, 89, "TranslateBC8KX", On::dst},
+    {"Translate16bicubic", F::image_region, "di-12", 0, 0, 72, "TranslateBC16KX", On::src1},
+    {"Translate16bicubic", F::intersect, "di-8", 1, 1, 90, "TranslateBC16KX", On::dst},
+    {"Translate16bicubic", F::rect_list, "di-8", 1, 1, 90, "TranslateBC16KX", On::dst},
     {"Transpose16", F::roi_list, "di-12", 0, 0, 115, "Transpose16KX", On::src1},
 };
 

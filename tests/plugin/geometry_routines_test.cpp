@@ -241,4 +241,32 @@ TEST_F(GeometryRoutines, NearestTranslationsKeepAParentsOtherBandAndSetTheirMask
   EXPECT_EQ(ZelObject::liveObjects(), objects) << "a region or list left behind";
 }
 
+TEST_F(GeometryRoutines, InterpolatingTranslationsCopyWholeOffsetsAndRefuseFractions) {
+  const Routine routines[] = {&KX::Translate8bilinear, &KX::Translate16bilinear,
+                              &KX::Translate8bicubic, &KX::Translate16bicubic};
+  for (Routine routine : routines) {
+    const bool wide = routine == &KX::Translate16bilinear || routine == &KX::Translate16bicubic;
+    const int type = wide ? ZEL_INT16 : ZEL_UINT8;
+    // Signed 16-bit pixels of both signs: a copy keeps every one.
+    ZelImage* src = filled(9, 4, 1, type, [wide](unsigned x, unsigned y, unsigned) {
+      return wide ? int(x * 3001 + y * 7) - 20000 : place(x, y, 0);
+    });
+    ZelImage* dst = image(9, 4, 1, type);
+    // -3 runs here: a whole offset needs no rounding (the nearest routine refuses it).
+    ASSERT_EQ(run(routine, moved_by(op("t", src, nullptr, dst), -3.0f, 1.0f)), 0);
+    for (unsigned y = 1; y < 4; ++y) {
+      for (unsigned x = 0; x < 6; ++x) {
+        EXPECT_EQ(dst->getPixel(x, y, 0), src->getPixel(x + 3, y - 1, 0)) << x << "," << y;
+      }
+      EXPECT_EQ(dst->getPixel(6, y, 0), 0);
+    }
+    const std::vector<int> before = pixels(dst);
+    for (float t : {0.5f, 1.0f / 512, -2.999f}) {
+      EXPECT_EQ(run(routine, moved_by(op("t", src, nullptr, dst), 1.0f, t)), 2) << t;
+    }
+    EXPECT_EQ(pixels(dst), before);
+  }
+  EXPECT_TRUE(zel_error_log().empty());
+}
+
 }  // namespace

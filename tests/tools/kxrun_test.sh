@@ -187,6 +187,11 @@ check "translate8nearest" 0 "${kxrun_cmd[@]}" translate8nearest --translate 1.5,
 [ "$(bytes 6 tr.pgm)" = "9 9 1 9 9 4" ] || { echo "FAIL translate8nearest by 1.5: $(bytes 6 tr.pgm)"; failures=$((failures + 1)); }
 check "translate8nearest by -2.3, by the host" 0 "${kxrun_cmd[@]}" translate8nearest --translate -2.3,0 m.pgm -o c.pgm
 check "translate8nearest by -2.3, refused" 3 "${kxrun_cmd[@]}" translate8nearest --translate -2.3,0 --no-fallback m.pgm -o c.pgm
+check "translate16bilinear by a whole offset" 0 "${kxrun_cmd[@]}" translate16bilinear --translate -1,0 --no-fallback sq16.pgm -o tb.pgm
+[ "$(bytes 6 tb.pgm | awk '{for (i = 2; i <= NF; i += 2) printf "%s ", $i}' | xargs)" = "8 9 0" ] ||
+  { echo "FAIL translate16bilinear by -1: $(bytes 6 tb.pgm)"; failures=$((failures + 1)); }
+check "translate8bicubic by a half, refused" 3 "${kxrun_cmd[@]}" translate8bicubic --translate 0.5,0 --no-fallback m.pgm -o c.pgm
+check "translate8bicubic by a half, by the host" 0 "${kxrun_cmd[@]}" translate8bicubic --translate 0.5,0 m.pgm -o c.pgm
 check "translate with one value" 1 "${kxrun_cmd[@]}" translate8nearest --translate 1 m.pgm -o c.pgm
 check "translate of infinity" 1 "${kxrun_cmd[@]}" translate8nearest --translate inf,0 m.pgm -o c.pgm
 check "translate missing" 1 "${kxrun_cmd[@]}" translate16nearest sq16.pgm -o c.pgm

@@ -156,8 +156,8 @@ void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
       v->points = {2, 1, 6.5f, 2.4f, 10, 2, -1.5f, 0};
       break;
     }
-    case ZelParams::translate:  // half a pixel rounds up: 4 across, 2 down
-      v->amounts[0] = 3.5f;
+    case ZelParams::translate:  // nearest: half a pixel rounds up (4 across); others whole
+      v->amounts[0] = std::strstr(name, "nearest") != nullptr ? 3.5f : 4.0f;
       v->amounts[1] = 2.0f;
       break;
     case ZelParams::transpose:  // a quarter turn (8-bit); a half turn fits any 16-bit image

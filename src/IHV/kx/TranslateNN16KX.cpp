@@ -4,5 +4,5 @@
 #include "kx_geometry.h"
 
 int ZelDeviceComputeTypeKX::Translate16nearest(ZelOp* op, int) {
-  return zelkx_translate_nearest(op, 2);
+  return zelkx_translate(op, 2, {nullptr, 0, 0});
 }

@@ -4,5 +4,5 @@
 #include "kx_geometry.h"
 
 int ZelDeviceComputeTypeKX::Translate8nearest(ZelOp* op, int) {
-  return zelkx_translate_nearest(op, 1);
+  return zelkx_translate(op, 1, {nullptr, 0, 0});
 }

@@ -39,7 +39,7 @@ bool zelkx_whole_offset(float t, int* out) {
   return true;
 }
 
-int zelkx_translate_nearest(ZelOp* op, int data_type) {
+int zelkx_translate(ZelOp* op, int data_type, const ZelKXTranslation& routine) {
   ZelImage* src = op->getSrc1();
   ZelImage* dst = op->getDst();
   if (src == nullptr || dst == nullptr || src->getDataType() != data_type ||
@@ -52,10 +52,41 @@ int zelkx_translate_nearest(ZelOp* op, int data_type) {
   if (eight ? bands != 1 && bands != 3 && bands != 4 : bands != 1) return 2;
   const int checked = eight ? zelkx_check_child_8(src, dst, nullptr, nullptr)
                             : zelkx_check_child_16(src, dst, nullptr, nullptr);
-  int dx, dy;
+  const float tx = op->getFloatParam(1), ty = op->getFloatParam(2);
+  // Interpolating translations: whole offsets only (a fraction would weigh two pixels).
+  const auto whole = [](float t, int* out) {
+    if (!(std::fabs(t) <= 16777216.0f) || t != std::trunc(t)) return false;
+    *out = int(t);
+    return true;
+  };
+  int dx = 0, dy = 0;
+  const bool offsets = routine.file == nullptr
+                           ? zelkx_whole_offset(tx, &dx) && zelkx_whole_offset(ty, &dy)
+                           : whole(tx, &dx) && whole(ty, &dy);
   if (checked == 2 || dst->getBands() != bands || !zelkx_bands_agree(src, dst, nullptr) ||
-      zelkx_share_root(src, dst) || !zelkx_whole_offset(op->getFloatParam(1), &dx) ||
-      !zelkx_whole_offset(op->getFloatParam(2), &dy)) {
+      zelkx_share_root(src, dst) || !offsets) {
+    return 2;
+  }
+  // The source's region moved by the offset meets the destination's.
+  ZelRoi* src_region = src->getImageSpaceRoi();
+  ZelRoi* dst_region = src_region != nullptr ? dst->getImageSpaceRoi() : nullptr;
+  if (dst_region == nullptr) {
+    if (routine.file != nullptr)
+      zelkx_report(src, routine.file, {0, "di-12", 0, routine.region_line});
+    return 2;
+  }
+  ZelRoi* moved = src_region->translate(dx, dy);
+  ZelRoi* inter = moved != nullptr ? dst_region->intersect(moved) : nullptr;
+  ZelRectList* list = inter != nullptr ? inter->getRectList() : nullptr;
+  const auto release = [&] {
+    if (list != nullptr) list->destroy();
+    if (inter != nullptr) inter->destroy();
+    if (moved != nullptr) moved->destroy();
+  };
+  if (list == nullptr) {
+    release();
+    if (routine.file != nullptr)
+      zelkx_report(dst, routine.file, {1, "di-8", 1, routine.list_line});
     return 2;
   }
   KXImage s, d;
@@ -63,18 +94,7 @@ int zelkx_translate_nearest(ZelOp* op, int data_type) {
   if (!zelkx_open_image(src, &s) || !zelkx_open_image(dst, &d) ||
       !zelkx_aligned(s, e, pixel_bytes) || !zelkx_aligned(d, e, pixel_bytes) ||
       !zelkx_packed_pixels(s, bands, data_type) || !zelkx_packed_pixels(d, bands, data_type)) {
-    return 2;
-  }
-  // The source's region moved by the offset meets the destination's (a missing region or
-  // list is refused silently).
-  ZelRoi* src_region = src->getImageSpaceRoi();
-  ZelRoi* dst_region = src_region != nullptr ? dst->getImageSpaceRoi() : nullptr;
-  ZelRoi* moved = dst_region != nullptr ? src_region->translate(dx, dy) : nullptr;
-  ZelRoi* inter = moved != nullptr ? dst_region->intersect(moved) : nullptr;
-  ZelRectList* list = inter != nullptr ? inter->getRectList() : nullptr;
-  if (list == nullptr) {
-    if (inter != nullptr) inter->destroy();
-    if (moved != nullptr) moved->destroy();
+    release();
     return 2;
   }
   sl_ctx_planemask_set(eight ? zelkx_plane_mask(dst, bands) : 0xffffffff);
@@ -86,8 +106,6 @@ int zelkx_translate_nearest(ZelOp* op, int data_type) {
     kernel(d.address(x, y, e), int32_t(e * d.line_stride), w, h, s.address(x - dx, y - dy, e),
            int32_t(e * s.line_stride));
   }
-  list->destroy();
-  inter->destroy();
-  moved->destroy();
+  release();
   return 0;
 }

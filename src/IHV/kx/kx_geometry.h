@@ -30,7 +30,14 @@ bool zelkx_packed_pixels(const KXImage& image, unsigned bands, int data_type);
 // region move takes, would differ (t + 0.5 negative and not whole).
 bool zelkx_whole_offset(float t, int* out);
 
-// Translate8nearest and Translate16nearest: data type 1 (1, 3 or 4 bands) or 2 (1 band).
-int zelkx_translate_nearest(ZelOp* op, int data_type);
+// The translations, by copies of whole pixels: data type 1 (1, 3 or 4 bands) or 2 (1 band).
+// The nearest ones (file null) move by floor(t + 0.5) and report nothing; the interpolating
+// ones take whole offsets only (the kernels never see a fraction) and report a missing region
+// ("di-12" on the source) and a missing meeting or list ("di-8" on the destination).
+struct ZelKXTranslation {
+  const char* file;  // "TranslateBL8KX"; nullptr for the nearest translations
+  int region_line, list_line;
+};
+int zelkx_translate(ZelOp* op, int data_type, const ZelKXTranslation& routine);
 
 #endif
