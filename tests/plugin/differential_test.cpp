@@ -18,6 +18,7 @@
 #include "kx_model.h"
 #include "zel.h"
 #include "zel_colour.h"
+#include "zel_geometry.h"
 #include "zel_params.h"
 
 namespace {
@@ -247,6 +248,10 @@ class Generator {
       if (chance(8)) v->matrix[pick(12)] += 0.3f;
     }
     if (kind == ZelParams::transpose) v->transpose = long(pick(7));
+    if (kind == ZelParams::rotate) {  // none, quarter and half turns, any angle of both signs
+      static const float turns[] = {0.0f, 1.5707964f, -1.5707964f, 3.1415927f};
+      v->angle = chance(2) ? turns[pick(4)] : float(int(pick(20001)) - 10000) / 1000;
+    }
     if (kind == ZelParams::translate) {  // whole, halves, tenths; now and then far away
       for (float& t : v->amounts) {
         // Negative offsets other than halves are refused by the nearest translations (their
@@ -386,11 +391,12 @@ bool representable(float value) {
 bool one_band_only(const std::string& name) {
   return one_of(
       name,
-      {"addconst16",    "subtractconst16",    "subtractfromconst16", "multiplyconst16",
-       "divideconst16", "andconst16",         "orconst16",           "xorconst16",
-       "rescale16",     "threshold8",         "threshold16",         "extrema16",
-       "copy16",        "blend8a16",          "blend16a8",           "blend16a16",
-       "transpose16",   "translate16nearest", "translate16bilinear", "translate16bicubic"});
+      {"addconst16",     "subtractconst16",    "subtractfromconst16", "multiplyconst16",
+       "divideconst16",  "andconst16",         "orconst16",           "xorconst16",
+       "rescale16",      "threshold8",         "threshold16",         "extrema16",
+       "copy16",         "blend8a16",          "blend16a8",           "blend16a16",
+       "transpose16",    "translate16nearest", "translate16bilinear", "translate16bicubic",
+       "rotate16nearest"});
 }
 
 // The refusals docs/operations.md documents, for this case.
@@ -423,6 +429,21 @@ bool documented_refusal(const Case& c) {
     for (float t : p.amounts) {
       const double moved = double(t) + 0.5;
       if (std::fabs(t) > 16777216.0f || std::trunc(moved) != std::floor(moved)) return true;
+    }
+  }
+  // Rotations: whole images, not within one image; sources whose rows are packed (their
+  // contiguous copy) on an 8-byte boundary; 16-bit ones root images of one size and origin.
+  if (n.rfind("rotate", 0) == 0) {
+    if (c.in_place || first.region || last.region || first.padding != 0) return true;
+    if (first.child &&
+        (first.child_x != 0 || first.child_y != 0 || first.bands != first.root_bands)) {
+      return true;
+    }
+    if (n == "rotate16nearest" &&
+        (first.child || last.child || first.origin_x != last.origin_x ||
+         first.origin_y != last.origin_y || first.width != last.width ||
+         first.height != last.height)) {
+      return true;
     }
   }
   // Interpolating translations run whole offsets only, as copies.
@@ -519,6 +540,17 @@ bool documented_refusal(const Case& c) {
   return false;
 }
 
+// Every band of every pixel of an image (a child's own pixels), row by row.
+std::vector<int> image_pixels(ZelImage* image) {
+  std::vector<int> out;
+  for (unsigned y = 0; y < image->getHeight(); ++y) {
+    for (unsigned x = 0; x < image->getWidth(); ++x) {
+      for (unsigned b = 0; b < image->getBands(); ++b) out.push_back(image->getPixel(x, y, b));
+    }
+  }
+  return out;
+}
+
 void run_case(const Operation& operation, Generator& g, uint32_t seed, int* accepted) {
   Case c;
   c.name = operation.name;
@@ -558,6 +590,19 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
                                           bands == dst_bands && g.chance(5));
   if (in_place) c.shapes.back() = c.shapes.front();
   c.in_place = in_place;
+  // Rotations read a packed copy of the source's root, whole images only; rotate16nearest
+  // root images of one size and origin: mostly give them those.
+  if (c.name.rfind("rotate", 0) == 0 && !in_place && !g.chance(4)) {
+    for (Shape& s : c.shapes) {
+      s.padding = 0;
+      s.region = false;
+      if (c.name == "rotate16nearest") {
+        s.child = false, s.root_bands = s.bands;
+        s.width = c.shapes.front().width, s.height = c.shapes.front().height;
+        s.origin_x = c.shapes.front().origin_x, s.origin_y = c.shapes.front().origin_y;
+      }
+    }
+  }
   // transpose16 turns whole square images at origin (0, 0): mostly give it those.
   if (c.name == "transpose16" && !in_place && !g.chance(4)) {
     const unsigned side = g.chance(3) ? 1 + g.number(70) : 1 + g.number(12);
@@ -599,6 +644,8 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
   ZelImage* device_root = in_place ? device[0].root : device[images - 1].root;
   ZelImage* host_root = in_place ? host[0].root : host[images - 1].root;
   const std::vector<int> before = pixels(device_root);
+  ZelImage* dst_image = in_place ? device[0].image : device[images - 1].image;
+  const std::vector<int> dst_before = has_dst ? image_pixels(dst_image) : std::vector<int>{};
 
   ZelOp* device_op = build_op(device, &device_params);
   ZelOp* host_op = build_op(host, &host_params);
@@ -624,6 +671,15 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
     return;
   }
   ++*accepted;
+  if (info.params == ZelParams::rotate) {
+    // A question of position (kx_routines.def's -1): every pixel one a rotation may hold.
+    unsigned x = 0, y = 0;
+    EXPECT_EQ(
+        zel_rotation_misplaced(device[0].image, dst_image, dst_before, c.params.angle, &x, &y),
+        0)
+        << what << ": first at pixel " << x << "," << y;
+    return;
+  }
   const std::vector<int> got = pixels(device_root), want = pixels(host_root);
   ASSERT_EQ(got.size(), want.size());
   // A colour conversion's bands each have their bounds (its accepted destinations are

@@ -9,6 +9,7 @@
 
 #include "kx_blend.h"
 #include "kx_model.h"
+#include "kx_utils.h"
 #include "plugin_test.h"
 #include "zel_params.h"
 
@@ -168,6 +169,9 @@ const Expected kReports[] = {
     {"Translate16bicubic", F::image_region, "di-12", 0, 0, 72, "TranslateBC16KX", On::src1},
     {"Translate16bicubic", F::intersect, "di-8", 1, 1, 90, "TranslateBC16KX", On::dst},
     {"Translate16bicubic", F::rect_list, "di-8", 1, 1, 90, "TranslateBC16KX", On::dst},
+    // Rotate16nearest reads both images' regions and lists; Rotate8nearest neither.
+    {"Rotate16nearest", F::image_region, "di-6", 1, 1, 133, "RotateNN16KX", On::dst},
+    {"Rotate16nearest", F::rect_list, "di-8", 1, 1, 143, "RotateNN16KX", On::dst},
     {"Transpose16", F::roi_list, "di-12", 0, 0, 115, "Transpose16KX", On::src1},
 };
 
@@ -233,6 +237,10 @@ class FaultInjection : public PluginTest {
       src[i] = sources.createImage(21, 3, alpha ? 1 : src_bands,
                                    alpha ? info->src3_data_type : info->data_type);
       fill(src[i], 7 + i);
+      // A rotation reads its source's contiguous copy, which the host makes before it runs.
+      if (info->ckx_source && src[i]->addStorage("ckx")) {
+        copyKX2Ckx(record(src[i]), record(src[i], "ckx"), src[i]);
+      }
     }
     ZelImage* dst = has_dst ? image(21, 3, dst_bands, dst_type) : nullptr;
     if (dst != nullptr) fill(dst, 3);

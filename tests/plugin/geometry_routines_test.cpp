@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "kx_model.h"
+#include "kx_utils.h"
 #include "plugin_test.h"
 #include "sl_ctx.h"
 
@@ -265,6 +266,114 @@ TEST_F(GeometryRoutines, InterpolatingTranslationsCopyWholeOffsetsAndRefuseFract
       EXPECT_EQ(run(routine, moved_by(op("t", src, nullptr, dst), 1.0f, t)), 2) << t;
     }
     EXPECT_EQ(pixels(dst), before);
+  }
+  EXPECT_TRUE(zel_error_log().empty());
+}
+
+// The source's contiguous copy, as the host makes it before a rotation.
+ZelImage* contiguous(ZelImage* image) {
+  ZelImage* root = image->getParent() != nullptr ? image->getParent() : image;
+  EXPECT_TRUE(root->addStorage("ckx"));
+  copyKX2Ckx(static_cast<__ZelKXStorage*>(root->getStorage("kx")),
+             static_cast<__ZelKXStorage*>(root->getStorage("ckx")), root);
+  return image;
+}
+ZelOp* turned_by(ZelOp* o, float radians) {
+  o->setFloatParam(1, radians);
+  return o;
+}
+
+// A quarter turn about the centre of an odd square is exact: the rotation and the transpose
+// write the same pixels, 8-bit (1 and 4 bands) and 16-bit, for either direction.
+TEST_F(GeometryRoutines, QuarterTurnsOfAnOddSquareAboutItsCentreEqualTheTransposes) {
+  const float quarter = 1.5707964f;
+  for (unsigned side : {5u, 9u, 31u}) {
+    for (const auto& [bands, type] :
+         {std::pair{1u, ZEL_UINT8}, std::pair{4u, ZEL_UINT8}, std::pair{1u, ZEL_INT16}}) {
+      ZelImage* src =
+          contiguous(filled(side, side, bands, type, [](unsigned x, unsigned y, unsigned b) {
+            return int(x * 7 + y * 13 + b * 3) % 251;
+          }));
+      src->setOrigin(int(side / 2), int(side / 2));
+      const bool wide = type == ZEL_INT16;
+      for (const auto& [angle, t] : {std::pair{quarter, 4L}, std::pair{-quarter, 6L}}) {
+        ZelImage* turned = image(side, side, bands, type);
+        turned->setOrigin(int(side / 2), int(side / 2));
+        ZelImage* flipped = image(side, side, bands, type);
+        ASSERT_EQ(run(wide ? &KX::Rotate16nearest : &KX::Rotate8nearest,
+                      turned_by(op("r", src, nullptr, turned), angle)),
+                  0);
+        ZelImage* plain = filled(
+            side, side, bands, type,
+            [src](unsigned x, unsigned y, unsigned b) { return src->getPixel(x, y, b); });
+        ASSERT_EQ(run(wide ? &KX::Transpose16 : &KX::Transpose8,
+                      typed(op("t", plain, nullptr, flipped), t)),
+                  0);
+        EXPECT_EQ(pixels(turned), pixels(flipped))
+            << side << " square, " << bands << " bands, type " << t;
+      }
+    }
+  }
+}
+
+// The routine names a destination of other than 1, 3 or 4 bands on standard error, but the
+// child check before it passes only images of 1, 3 or 4 bands: a two-band destination (root
+// or child) is refused there, silently.
+TEST_F(GeometryRoutines, Rotate8RefusesATwoBandDestinationAtTheChildCheck) {
+  ZelImage* src = contiguous(filled(6, 4, 1, ZEL_UINT8, place));
+  ZelImage* two = image(6, 4, 2, ZEL_UINT8);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(run(&KX::Rotate8nearest, turned_by(op("r", src, nullptr, two), 0.5f)), 2);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(zelkx_check_child_8(src, child(image(6, 4, 4, ZEL_UINT8), 0, 0, 6, 4, 0, 2),
+                                nullptr, nullptr),
+            2);
+  EXPECT_EQ(pixels(two), std::vector<int>(48, 0));
+}
+
+TEST_F(GeometryRoutines, RotationsRefuseWhatTheyCannotTurnWholeAndLeaveNoObject) {
+  const float inf = std::numeric_limits<float>::infinity();
+  ZelImage* src8 = contiguous(filled(8, 6, 1, ZEL_UINT8, place));
+  ZelImage* roi8 = contiguous(filled(8, 6, 1, ZEL_UINT8, place));
+  region(roi8, 1, 1, 3, 3);
+  ZelImage* bare8 = filled(8, 6, 1, ZEL_UINT8, place);  // no contiguous copy
+  ZelImage* shifted8 = contiguous(child(image(12, 6, 1, ZEL_UINT8), 1, 0, 8, 6, 0, 1));
+  ZelImage* dst8 = image(8, 6, 1, ZEL_UINT8);
+  ZelImage* dst8_roi = image(8, 6, 1, ZEL_UINT8);
+  region(dst8_roi, 0, 0, 4, 4);
+  ZelImage* four = image(8, 6, 4, ZEL_UINT8);
+  ZelImage* src16 = contiguous(filled(6, 6, 1, ZEL_INT16, place));
+  ZelImage* moved16 = image(6, 6, 1, ZEL_INT16);
+  moved16->setOrigin(1, 0);
+  ZelImage* small16 = image(5, 6, 1, ZEL_INT16);
+  const struct {
+    Routine routine;
+    ZelImage *src, *dst;
+    float angle;
+    const char* why;
+  } cases[] = {
+      {&KX::Rotate8nearest, roi8, dst8, 0.5f, "a source region of interest"},
+      {&KX::Rotate8nearest, src8, dst8_roi, 0.5f, "a destination region of interest"},
+      {&KX::Rotate8nearest, bare8, dst8, 0.5f, "no contiguous copy"},
+      {&KX::Rotate8nearest, shifted8, dst8, 0.5f, "a source off an 8-byte boundary"},
+      {&KX::Rotate8nearest, src8, four, 0.5f, "different band counts"},
+      {&KX::Rotate8nearest, src8, src8, 0.5f, "in place"},
+      {&KX::Rotate8nearest, src8, dst8, std::nanf(""), "an angle of NaN"},
+      {&KX::Rotate8nearest, src8, dst8, inf, "an infinite angle"},
+      {&KX::Rotate8nearest, src8, dst8, 4e7f, "an angle beyond 2^24"},
+      {&KX::Rotate16nearest, src16, moved16, 0.5f, "origins that differ"},
+      {&KX::Rotate16nearest, src16, small16, 0.5f, "sizes that differ"},
+      {&KX::Rotate16nearest, src16, src16, 0.5f, "in place"},
+  };
+  for (const auto& c : cases) {
+    const std::vector<int> before = pixels(c.dst);
+    ZelOp* o = turned_by(op("r", c.src, nullptr, c.dst), c.angle);
+    const long objects = ZelObject::liveObjects();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run(c.routine, o), 2) << c.why;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << c.why;
+    EXPECT_EQ(pixels(c.dst), before) << c.why;
+    EXPECT_EQ(ZelObject::liveObjects(), objects) << c.why;
   }
   EXPECT_TRUE(zel_error_log().empty());
 }

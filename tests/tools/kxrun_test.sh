@@ -195,6 +195,20 @@ check "translate8bicubic by a half, by the host" 0 "${kxrun_cmd[@]}" translate8b
 check "translate with one value" 1 "${kxrun_cmd[@]}" translate8nearest --translate 1 m.pgm -o c.pgm
 check "translate of infinity" 1 "${kxrun_cmd[@]}" translate8nearest --translate inf,0 m.pgm -o c.pgm
 check "translate missing" 1 "${kxrun_cmd[@]}" translate16nearest sq16.pgm -o c.pgm
+# A quarter turn about the centre of an odd square is the transpose's quarter turn, exactly.
+printf 'P6\n5 5\n255\n' >sq.ppm; for i in $(seq 75); do printf "\\$(printf '%03o' $(( (i * 37) % 256 )))"; done >>sq.ppm
+check "rotate8nearest 90 about the centre" 0 "${kxrun_cmd[@]}" rotate8nearest --angle 90 --centre --no-fallback sq.ppm -o rot.ppm
+check "transpose8 90" 0 "${kxrun_cmd[@]}" transpose8 --transpose 90 --no-fallback sq.ppm -o tra.ppm
+cmp -s rot.ppm tra.ppm || { echo "FAIL rotate8nearest 90 differs from transpose8 90"; failures=$((failures + 1)); }
+check "rotate16nearest 90 about the centre" 0 "${kxrun_cmd[@]}" rotate16nearest --angle 90 --centre --no-fallback sq16.pgm -o rot16.pgm
+check "transpose16 90" 0 "${kxrun_cmd[@]}" transpose16 --transpose 90 --no-fallback sq16.pgm -o tra16.pgm
+cmp -s rot16.pgm tra16.pgm || { echo "FAIL rotate16nearest 90 differs from transpose16 90"; failures=$((failures + 1)); }
+check "rotate8nearest 30 about the centre" 0 "${kxrun_cmd[@]}" rotate8nearest --angle 30 --centre sq.ppm -o r30.ppm
+check "rotate with a region, by the host" 0 "${kxrun_cmd[@]}" rotate8nearest --angle 30 --roi 1,1,2,2 sq.ppm -o c.ppm
+check "rotate with a region, refused" 3 "${kxrun_cmd[@]}" rotate8nearest --angle 30 --roi 1,1,2,2 --no-fallback sq.ppm -o c.ppm
+check "angle of NaN" 1 "${kxrun_cmd[@]}" rotate8nearest --angle nan sq.ppm -o c.ppm
+check "angle with two values" 1 "${kxrun_cmd[@]}" rotate8nearest --angle 1,2 sq.ppm -o c.ppm
+check "angle missing" 1 "${kxrun_cmd[@]}" rotate16nearest sq16.pgm -o c.pgm
 check "size on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --size 2,2 m.pgm -o c.pgm
 check "transpose on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --transpose v m.pgm -o c.pgm
 

@@ -98,14 +98,17 @@ const char kUsage[] =
     "                     weights 0..1 row by row) in colour C (a value a channel) with its\n"
     "                     key on each point in turn (rounded half away from zero)\n"
     "\n"
-    "geometric operations (translate8nearest, translate16nearest, translate8bilinear,\n"
-    "translate16bilinear, translate8bicubic, translate16bicubic, transpose8, transpose16):\n"
-    "the output is a new image, of --size\n"
-    "or of the source's size (turned for d, b, 90 and 270), filled with --background;\n"
-    "pixels the operation does not reach keep the background.\n"
+    "geometric operations (rotate8nearest, rotate16nearest, translate8nearest,\n"
+    "translate16nearest, translate8bilinear, translate16bilinear, translate8bicubic,\n"
+    "translate16bicubic, transpose8, transpose16): the output is a new image, of --size or\n"
+    "of the source's size (turned for d, b, 90 and 270), filled with --background; pixels\n"
+    "the operation does not reach keep the background.\n"
     "  --translate DX,DY  translate*: the offsets in pixels (a point moves right and down\n"
     "                     by them); nearest translations round them half up; the\n"
     "                     device interpolates whole offsets only (the host the others)\n"
+    "  --angle DEG        rotate*: degrees counter-clockwise on screen about the\n"
+    "                     operation-space origin (see --origin, --centre); the device\n"
+    "                     turns whole images only (no --roi)\n"
     "  --transpose T      0..6 or v (top to bottom), h (left to right), d (main diagonal), b\n"
     "                     (anti-diagonal), 90 (a quarter turn counter-clockwise), 180, 270\n"
     "  --size W,H         the output's width and height (W, H >= 1)\n"
@@ -122,9 +125,9 @@ int fail(const std::string& reason) {
 }
 
 // The parameter options, by name; each holds the numbers given.
-const char* const kParamOptions[] = {"--const",  "--value",      "--scale",
-                                     "--offset", "--matrix",     "--threshold",
-                                     "--color",  "--background", "--translate"};
+const char* const kParamOptions[] = {"--const",     "--value",     "--scale", "--offset",
+                                     "--matrix",    "--threshold", "--color", "--background",
+                                     "--translate", "--angle"};
 // Options of the geometric operations that take a pair of whole numbers.
 const char* const kPairOptions[] = {"--size", "--origin", "--dst-origin"};
 
@@ -185,6 +188,7 @@ std::string parse(int argc, char** argv, Options* o) {
       const size_t most = arg == "--matrix"      ? 12
                           : arg == "--threshold" ? 3
                           : arg == "--translate" ? 2
+                          : arg == "--angle"     ? 1
                                                  : 4;
       std::vector<double> v;
       if (!parse_numbers(argv[++i], most, &v)) {
@@ -289,7 +293,8 @@ std::vector<T> as_bands(const std::vector<T>& list, Channels order) {
 
 // Operations that move pixels about: their output is a new image of its own size.
 bool geometric(const ZelOperationInfo& info) {
-  return info.params == ZelParams::transpose || info.params == ZelParams::translate;
+  return info.params == ZelParams::transpose || info.params == ZelParams::translate ||
+         info.params == ZelParams::rotate;
 }
 
 // Fills `v` with the parameters the operation takes from the options; returns an empty
@@ -329,6 +334,9 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       break;
     case ZelParams::translate:
       takes = {"--translate"};
+      break;
+    case ZelParams::rotate:
+      takes = {"--angle"};
       break;
     case ZelParams::none:
     case ZelParams::extrema:
@@ -457,6 +465,9 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       }
       break;
     }
+    case ZelParams::rotate:  // degrees given, radians taken
+      v->angle = float(o.params.at("--angle")[0] * 3.14159265358979323846 / 180.0);
+      break;
     case ZelParams::translate: {
       const std::vector<double>& t = o.params.at("--translate");
       if (t.size() != 2) return "--translate takes DX,DY";

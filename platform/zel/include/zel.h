@@ -678,6 +678,7 @@ enum class ZelParams {
   paint,  // pointer 1: the colour (a float a band); pointer 2: the brush, a ZelKernel of
           // weights with its key; long 3: the number of points; pointer 4: x, y floats a point
   translate,  // floats 1, 2: the horizontal and vertical offsets, in pixels
+  rotate,     // float 1: the angle in radians, counter-clockwise on screen
   transpose,  // long 1: the transpose type, 0..6 (ZelRoi::transpose; the destination's
               // pixel takes the source pixel the type maps there)
 };
@@ -694,6 +695,10 @@ struct ZelOperationInfo {
   // the destination's: a lookup's bands, a destination colour space's), 0 for any.
   unsigned bands = 0;
   int src3_data_type = 0;  // of a third source (a blend's alpha, one band), when it reads one
+  // The device reads the source from "ckx" storage: zel_run gives the source's root that
+  // storage, filled from its pixels by the plug-in's copyKX2Ckx, before the device runs
+  // (only for a root whose rows are packed, which is how copyKX2Ckx copies them).
+  bool ckx_source = false;
 };
 // nullptr for a name the host does not implement.
 const ZelOperationInfo* zel_operation_info(const char* name);

@@ -28,6 +28,7 @@ struct ZelParamValues {
   std::vector<float> points;
   long transpose = 0;     // a transpose type
   float amounts[2] = {};  // offsets (translations), horizontal then vertical
+  float angle = 0;        // radians (rotations)
 };
 
 // Points the operation's parameters at `values`, as `kind` says; an operation that takes a

@@ -53,6 +53,9 @@ void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
     case ZelParams::transpose:
       op->setLongParam(1, v->transpose);
       break;
+    case ZelParams::rotate:
+      op->setFloatParam(1, v->angle);
+      break;
     case ZelParams::translate:
       op->setFloatParam(1, v->amounts[0]);
       op->setFloatParam(2, v->amounts[1]);
@@ -156,6 +159,9 @@ void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
       v->points = {2, 1, 6.5f, 2.4f, 10, 2, -1.5f, 0};
       break;
     }
+    case ZelParams::rotate:  // a sixth of a turn
+      v->angle = 1.0471976f;
+      break;
     case ZelParams::translate:  // nearest: half a pixel rounds up (4 across); others whole
       v->amounts[0] = std::strstr(name, "nearest") != nullptr ? 3.5f : 4.0f;
       v->amounts[1] = 2.0f;

@@ -72,6 +72,22 @@ std::string zel_default_device_path() {
   return dir + "/../lib/ZelDeviceComputeKX.so";
 }
 
+namespace {
+
+// "ckx" storage for a source the device reads from contiguous memory, filled by the plug-in.
+void prepare_ckx(ZelImage* image) {
+  ZelImage* root = image->getParent() ? image->getParent() : image;
+  const auto* kx = static_cast<__ZelKXStorage*>(root->getStorage("kx"));
+  if (!kx || !plugin_handle || kx->line_stride != root->getWidth() * kx->pixel_stride) return;
+  using Copy = void (*)(__ZelKXStorage*, __ZelKXStorage*, ZelImage*);
+  auto copy = reinterpret_cast<Copy>(dlsym(plugin_handle, "copyKX2Ckx"));
+  if (!copy || !root->addStorage("ckx")) return;
+  copy(const_cast<__ZelKXStorage*>(kx), static_cast<__ZelKXStorage*>(root->getStorage("ckx")),
+       root);
+}
+
+}  // namespace
+
 ZelRunResult zel_run(ZelOp* op, ZelPath path) {
   ZelRunResult result;
   if (!op) return result;
@@ -80,6 +96,8 @@ ZelRunResult zel_run(ZelOp* op, ZelPath path) {
   if (node) node = node->find(op->getName());
   if (path != ZelPath::host_only && node && !node->functions().empty()) {
     const ZelOpTreeNode::Function f = node->functions().front();
+    const ZelOperationInfo* info = zel_operation_info(op->getName());
+    if (info && info->ckx_source && op->getSrc1()) prepare_ckx(op->getSrc1());
     result.device_ran = true;
     result.device_status = (f.device->*f.routine)(op, 0);
     if (result.device_status == 0) {

@@ -187,6 +187,31 @@ int translate_interpolated(ZelOp* op) {
   return 0;
 }
 
+// The source point a rotation by theta (counter-clockwise on screen, y downwards) about
+// operation-space (0, 0) samples for destination point (X, Y): (X, Y) turned back.
+inline void rotation_source(double theta, double X, double Y, double* px, double* py) {
+  const double c = std::cos(theta), s = std::sin(theta);
+  *px = X * c - Y * s;
+  *py = X * s + Y * c;
+}
+
+// Rotation to the nearest pixel: (X, Y) takes the source pixel floor(P).
+template <int Type>
+int rotate_nearest(ZelOp* op) {
+  const double theta = op->getFloatParam(1);
+  ZelImage* src = op->getSrc1();
+  if (!std::isfinite(theta) || src == nullptr) return 2;
+  int sox, soy;
+  src->getOrigin(&sox, &soy);
+  return remap(src, op->getDst(), Type,
+               [&](long long X, long long Y, long long* x, long long* y) {
+                 double px, py;
+                 rotation_source(theta, double(X), double(Y), &px, &py);
+                 *x = (long long)std::floor(std::clamp(px, -4e18, 4e18)) + sox;
+                 *y = (long long)std::floor(std::clamp(py, -4e18, 4e18)) + soy;
+               });
+}
+
 // The whole source transposed into the quadrant at (0, 0): its origin cancels.
 template <int Type>
 int transpose(ZelOp* op) {

@@ -109,3 +109,51 @@ int zelkx_translate(ZelOp* op, int data_type, const ZelKXTranslation& routine) {
   release();
   return 0;
 }
+
+bool zelkx_rotation_degrees(float radians, float* degrees) {
+  if (!std::isfinite(radians) || std::fabs(radians) > 16777216.0f) return false;
+  *degrees = float((180.0 / 3.141592654) * double(radians));
+  return true;
+}
+
+bool zelkx_open_contiguous(ZelImage* image, KXImage* out) {
+  out->image = image;
+  image->getOrigin(&out->origin_x, &out->origin_y);
+  const __ZelKXStorage* record = getCKXStorage(image);
+  if (record == nullptr) return false;
+  out->kx_address = record->kx_address;
+  out->line_stride = record->line_stride;
+  out->pixel_stride = record->pixel_stride;
+  return true;
+}
+
+namespace {
+
+// True when the region's first rectangle is (x, y, w, h); false without a region or list.
+bool first_rect_is(ZelRoi* region, int x, int y, unsigned w, unsigned h) {
+  ZelRectList* list = region != nullptr ? region->getRectList() : nullptr;
+  if (list == nullptr) return false;
+  int rx, ry, rw, rh;
+  const bool same = list->getNextRect(&rx, &ry, &rw, &rh) != 0 && rx == x && ry == y &&
+                    unsigned(rw) == w && unsigned(rh) == h;
+  list->destroy();
+  return same;
+}
+
+}  // namespace
+
+int check_images(ZelImage* src, ZelImage* dst) {
+  for (ZelImage* image : {src, dst}) {
+    unsigned x, y, band;
+    image->getChildOffsets(&x, &y, &band);
+    if (image->getParent() != nullptr || x != 0 || y != 0 || band != 0) return 2;
+  }
+  int sx, sy, dx, dy;
+  src->getOrigin(&sx, &sy);
+  dst->getOrigin(&dx, &dy);
+  if (sx != dx || sy != dy) return 2;
+  const unsigned w = src->getWidth(), h = src->getHeight();
+  if (!first_rect_is(src->getImageSpaceRoi(), -sx, -sy, w, h)) return 2;
+  if (!first_rect_is(dst->getImageSpaceRoi(), -dx, -dy, w, h)) return 2;
+  return 0;
+}

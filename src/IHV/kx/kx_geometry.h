@@ -30,6 +30,18 @@ bool zelkx_packed_pixels(const KXImage& image, unsigned bands, int data_type);
 // region move takes, would differ (t + 0.5 negative and not whole).
 bool zelkx_whole_offset(float t, int* out);
 
+// A rotation angle in radians as the rotation kernels take it: degrees, single precision.
+// False (refuse) for an angle not finite or beyond +-2^24.
+bool zelkx_rotation_degrees(float radians, float* degrees);
+
+// Like zelkx_open_image, with the contiguous storage ("ckx") the rotations read from.
+bool zelkx_open_contiguous(ZelImage* image, KXImage* out);
+
+// 0 when a 16-bit rotation can take both images whole: neither is a child, their origins are
+// equal, the source's region is its whole extent and the destination's is the source's
+// extent at that origin; 2 otherwise (a missing region or list too). Releases what it takes.
+int check_images(ZelImage* src, ZelImage* dst);
+
 // The translations, by copies of whole pixels: data type 1 (1, 3 or 4 bands) or 2 (1 band).
 // The nearest ones (file null) move by floor(t + 0.5) and report nothing; the interpolating
 // ones take whole offsets only (the kernels never see a fraction) and report a missing region

@@ -239,7 +239,7 @@ void copyKX2Memory(__ZelKXStorage* kx, __ZelMemoryStorage* memory, ZelImage* ima
 void copyKX2Ckx(__ZelKXStorage* kx, __ZelKXStorage* ckx, ZelImage* image) {
   unsigned width, height, bands;
   image->getDimensions(&width, &height, &bands);
-  if (bands == 3) bands = 4;
+  if (bands == 3 && image->getDataType() == 1) bands = 4;  // 8-bit: 4-byte pixels
   const int32_t stride = int32_t(width * bands);
   sl_ctx_planemask_set(0xffffffff);
   // Both images are taken as packed; the records' own strides are not used.
