@@ -41,7 +41,13 @@ const Case kCases[] = {{"add8", ZEL_UINT8, 1},
                        {"blend8a8", ZEL_UINT8, 1},
                        {"blend8a8", ZEL_UINT8, 4},
                        {"blend16a16", ZEL_INT16, 1},
-                       {"paint8", ZEL_UINT8, 3}};
+                       {"paint8", ZEL_UINT8, 3},
+                       {"transpose8", ZEL_UINT8, 1},
+                       {"translate8nearest", ZEL_UINT8, 4},
+                       {"rotate8nearest", ZEL_UINT8, 1}};
+// Rotations turn 30 degrees about the images' centres (their origins there); each run
+// includes the host's contiguous copy of the source.
+constexpr float kRotation = 0.5235988f;
 // Painting: this many stamps of a brush this wide and high, at points spread over the image;
 // its pixels are the stamps' pixels.
 constexpr unsigned kStamps = 1000, kBrush = 15;
@@ -125,6 +131,10 @@ void run(benchmark::State& state, const Case& c, ZelPath path) {
       params.points.push_back(float((i * 7919u) % kSide));
       params.points.push_back(float((i * 104729u) % kSide));
     }
+  }
+  if (info->params == ZelParams::rotate) {
+    params.angle = kRotation;
+    for (ZelImage* image : images) image->setOrigin(int(kSide / 2), int(kSide / 2));
   }
   zel_attach_params(op, info->params, &params);
   if (info->src3_data_type != 0 || paint) all_ones_mask();
