@@ -1,4 +1,5 @@
 // The host's geometric operations: which destination pixels they write and what they take.
+#include <cmath>
 #include <vector>
 
 #include "host_test.h"
@@ -58,6 +59,26 @@ TEST_F(GeometrySoftware, SixteenBitTranslationsKeepSignsAndReadTheSourceBeforeWr
   ZelImage* same = row(4, 1, ZEL_UINT8, {1, 2, 3, 4});
   ASSERT_EQ(translate("translate8nearest", same, same, 1, 0), 0);
   EXPECT_EQ(pixels(same), (std::vector<int>{1, 1, 2, 3})) << "in place";
+}
+
+TEST_F(GeometrySoftware, ScalesSampleAtTheScaledBackPointFromTheOrigin) {
+  ZelImage* src = row(3, 1, ZEL_UINT8, {10, 50, 90});
+  const auto scaled = [&](const char* name, float q, unsigned width) {
+    ZelImage* dst = filled_row(width, 7);
+    Owned<ZelOp> op(state->createOp(name));
+    op->setSrc(1, src);
+    op->setDst(dst);
+    op->setFloatParam(1, q);
+    op->setFloatParam(2, 1.0f);
+    return zel_run(op.get(), ZelPath::host_only).status == 0 ? pixels(dst) : std::vector<int>{};
+  };
+  // X samples X / 2: nearest floors it; bilinear weighs the neighbours, the last repeated.
+  EXPECT_EQ(scaled("scale8nearest", 2.0f, 7), (std::vector<int>{10, 10, 50, 50, 90, 90, 7}));
+  EXPECT_EQ(scaled("scale8bilinear", 2.0f, 7), (std::vector<int>{10, 30, 50, 70, 90, 90, 7}));
+  EXPECT_EQ(scaled("scale8nearest", 0.5f, 3), (std::vector<int>{10, 90, 7}));
+  EXPECT_EQ(scaled("scale8bicubic", 1.0f, 4), (std::vector<int>{10, 50, 90, 7}));
+  EXPECT_TRUE(scaled("scale8nearest", 0.0f, 3).empty()) << "a factor of 0 is refused";
+  EXPECT_TRUE(scaled("scale8nearest", std::nanf(""), 3).empty());
 }
 
 }  // namespace

@@ -209,6 +209,12 @@ check "rotate with a region, refused" 3 "${kxrun_cmd[@]}" rotate8nearest --angle
 check "angle of NaN" 1 "${kxrun_cmd[@]}" rotate8nearest --angle nan sq.ppm -o c.ppm
 check "angle with two values" 1 "${kxrun_cmd[@]}" rotate8nearest --angle 1,2 sq.ppm -o c.ppm
 check "angle missing" 1 "${kxrun_cmd[@]}" rotate16nearest sq16.pgm -o c.pgm
+check "scale8nearest by 2, on the host" 0 "${kxrun_cmd[@]}" scale8nearest --factor 2,1 m.pgm -o sc.pgm
+[ "$(head -c 7 sc.pgm | tr '\n' ' ')" = "P5 6 2 " ] && [ "$(bytes 6 sc.pgm)" = "4 4 5 5 6 6" ] ||
+  { echo "FAIL scale8nearest by 2: $(od -An -c sc.pgm)"; failures=$((failures + 1)); }
+check "scale factor 0" 1 "${kxrun_cmd[@]}" scale8nearest --factor 0 m.pgm -o c.pgm
+check "scale factor negative" 1 "${kxrun_cmd[@]}" scale8bilinear --factor 2,-1 m.pgm -o c.pgm
+check "scale factor missing" 1 "${kxrun_cmd[@]}" scale8bicubic m.pgm -o c.pgm
 check "size on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --size 2,2 m.pgm -o c.pgm
 check "transpose on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --transpose v m.pgm -o c.pgm
 

@@ -98,14 +98,17 @@ const char kUsage[] =
     "                     weights 0..1 row by row) in colour C (a value a channel) with its\n"
     "                     key on each point in turn (rounded half away from zero)\n"
     "\n"
-    "geometric operations (rotate8nearest, rotate16nearest, translate8nearest,\n"
-    "translate16nearest, translate8bilinear, translate16bilinear, translate8bicubic,\n"
-    "translate16bicubic, transpose8, transpose16): the output is a new image, of --size or\n"
+    "geometric operations (scale8nearest ... scale16bicubic, rotate8nearest,\n"
+    "rotate16nearest, translate8nearest ... translate16bicubic, transpose8, transpose16):\n"
+    "the output is a new image, of --size or\n"
     "of the source's size (turned for d, b, 90 and 270), filled with --background; pixels\n"
     "the operation does not reach keep the background.\n"
     "  --translate DX,DY  translate*: the offsets in pixels (a point moves right and down\n"
     "                     by them); nearest translations round them half up; the\n"
     "                     device interpolates whole offsets only (the host the others)\n"
+    "  --factor SX[,SY]   scale*: the factors across and down (one for both), positive;\n"
+    "                     the output defaults to the scaled size rounded up. The scales\n"
+    "                     run on the host (--device host, or by fallback)\n"
     "  --angle DEG        rotate*: degrees counter-clockwise on screen about the\n"
     "                     operation-space origin (see --origin, --centre); the device\n"
     "                     turns whole images only (no --roi)\n"
@@ -127,7 +130,7 @@ int fail(const std::string& reason) {
 // The parameter options, by name; each holds the numbers given.
 const char* const kParamOptions[] = {"--const",     "--value",     "--scale", "--offset",
                                      "--matrix",    "--threshold", "--color", "--background",
-                                     "--translate", "--angle"};
+                                     "--translate", "--angle",     "--factor"};
 // Options of the geometric operations that take a pair of whole numbers.
 const char* const kPairOptions[] = {"--size", "--origin", "--dst-origin"};
 
@@ -188,6 +191,7 @@ std::string parse(int argc, char** argv, Options* o) {
       const size_t most = arg == "--matrix"      ? 12
                           : arg == "--threshold" ? 3
                           : arg == "--translate" ? 2
+                          : arg == "--factor"    ? 2
                           : arg == "--angle"     ? 1
                                                  : 4;
       std::vector<double> v;
@@ -294,7 +298,7 @@ std::vector<T> as_bands(const std::vector<T>& list, Channels order) {
 // Operations that move pixels about: their output is a new image of its own size.
 bool geometric(const ZelOperationInfo& info) {
   return info.params == ZelParams::transpose || info.params == ZelParams::translate ||
-         info.params == ZelParams::rotate;
+         info.params == ZelParams::rotate || info.params == ZelParams::scale;
 }
 
 // Fills `v` with the parameters the operation takes from the options; returns an empty
@@ -337,6 +341,9 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       break;
     case ZelParams::rotate:
       takes = {"--angle"};
+      break;
+    case ZelParams::scale:
+      takes = {"--factor"};
       break;
     case ZelParams::none:
     case ZelParams::extrema:
@@ -462,6 +469,17 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       for (unsigned b = 0; b < 4 && bad.empty(); ++b) v->lists[0][b] = float(values[b]);
       if (!parse_points(o.texts.at("--points").c_str(), &v->points)) {
         return "--points takes X,Y;X,Y;... with finite numbers, not " + o.texts.at("--points");
+      }
+      break;
+    }
+    case ZelParams::scale: {  // one factor for both axes, or one each
+      const std::vector<double>& q = o.params.at("--factor");
+      for (unsigned i = 0; i < 2; ++i) {
+        const double f = q[std::min<size_t>(i, q.size() - 1)];
+        if (!(f > 0) || f > 16777216.0) {
+          return "--factor takes positive numbers up to 16777216, not " + std::to_string(f);
+        }
+        v->amounts[i] = float(f);
       }
       break;
     }
@@ -611,10 +629,21 @@ int run_operation(int argc, char** argv) {
   ZelImage* dst = nullptr;
   if (writes_image && geometric(*info)) {
     // A new image of its own size, filled with the background.
-    const bool across = params.transpose == 2 || params.transpose == 3 ||
-                        params.transpose == 4 || params.transpose == 6;
+    // Transposes across a diagonal swap the sides; scales take the scaled extent rounded up.
+    const bool across = info->params == ZelParams::transpose &&
+                        (params.transpose == 2 || params.transpose == 3 ||
+                         params.transpose == 4 || params.transpose == 6);
     unsigned width = across ? first->getHeight() : first->getWidth();
     unsigned height = across ? first->getWidth() : first->getHeight();
+    if (info->params == ZelParams::scale && o.pairs.count("--size") == 0) {
+      const double w = std::ceil(double(first->getWidth()) * params.amounts[0]);
+      const double h = std::ceil(double(first->getHeight()) * params.amounts[1]);
+      if (w < 1 || h < 1 || w > 65536 || h > 65536) {
+        return fail("the scaled image would be " + std::to_string(w) + " x " +
+                    std::to_string(h) + " pixels; give --size");
+      }
+      width = unsigned(w), height = unsigned(h);
+    }
     if (o.pairs.count("--size")) {
       width = unsigned(o.pairs.at("--size")[0]);
       height = unsigned(o.pairs.at("--size")[1]);

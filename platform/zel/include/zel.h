@@ -679,6 +679,7 @@ enum class ZelParams {
           // weights with its key; long 3: the number of points; pointer 4: x, y floats a point
   translate,  // floats 1, 2: the horizontal and vertical offsets, in pixels
   rotate,     // float 1: the angle in radians, counter-clockwise on screen
+  scale,      // floats 1, 2: the horizontal and vertical factors (positive)
   transpose,  // long 1: the transpose type, 0..6 (ZelRoi::transpose; the destination's
               // pixel takes the source pixel the type maps there)
 };

@@ -27,7 +27,7 @@ struct ZelParamValues {
   std::vector<float> brush;
   std::vector<float> points;
   long transpose = 0;     // a transpose type
-  float amounts[2] = {};  // offsets (translations), horizontal then vertical
+  float amounts[2] = {};  // offsets or factors, horizontal then vertical
   float angle = 0;        // radians (rotations)
 };
 

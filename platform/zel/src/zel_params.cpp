@@ -56,6 +56,10 @@ void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
     case ZelParams::rotate:
       op->setFloatParam(1, v->angle);
       break;
+    case ZelParams::scale:
+      op->setFloatParam(1, v->amounts[0]);
+      op->setFloatParam(2, v->amounts[1]);
+      break;
     case ZelParams::translate:
       op->setFloatParam(1, v->amounts[0]);
       op->setFloatParam(2, v->amounts[1]);
@@ -159,6 +163,10 @@ void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
       v->points = {2, 1, 6.5f, 2.4f, 10, 2, -1.5f, 0};
       break;
     }
+    case ZelParams::scale:  // magnified across, reduced down
+      v->amounts[0] = 2.5f;
+      v->amounts[1] = 0.75f;
+      break;
     case ZelParams::rotate:  // a sixth of a turn
       v->angle = 1.0471976f;
       break;

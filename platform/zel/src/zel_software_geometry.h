@@ -212,6 +212,62 @@ int rotate_nearest(ZelOp* op) {
                });
 }
 
+// Scaling about operation-space (0, 0): (X, Y) samples the source at (X / qx, Y / qy), to
+// the nearest pixel (floor) or interpolated; factors must be finite and positive.
+enum class Sampling { nearest, bilinear, bicubic };
+
+template <int Type, Sampling Kind>
+int scale(ZelOp* op) {
+  const double qx = op->getFloatParam(1), qy = op->getFloatParam(2);
+  ZelImage* src = op->getSrc1();
+  ZelImage* dst = op->getDst();
+  if (!(std::isfinite(qx) && qx > 0 && std::isfinite(qy) && qy > 0) || src == nullptr ||
+      dst == nullptr || src->getDataType() != Type || dst->getDataType() != Type ||
+      src->getBands() != dst->getBands()) {
+    return 2;
+  }
+  ZelRoi* src_region = src->getImageSpaceRoi();
+  ZelRoi* dst_region = dst->getImageSpaceRoi();
+  if (src_region == nullptr || dst_region == nullptr) return 2;
+  int sox, soy, dox, doy;
+  src->getOrigin(&sox, &soy);
+  dst->getOrigin(&dox, &doy);
+  const unsigned bands = src->getBands();
+  // The source is read whole before the first write (it may be the destination).
+  struct Write {
+    unsigned x, y;
+    std::vector<int> values;
+  };
+  std::vector<Write> writes;
+  for (const ZelRoi::Rect& r : dst_region->rects()) {
+    for (long long Y = r.y; Y < r.y + (long long)r.height; ++Y) {
+      for (long long X = r.x; X < r.x + (long long)r.width; ++X) {
+        const double px = double(X) / qx, py = double(Y) / qy;
+        const double cx = std::floor(px), cy = std::floor(py);
+        if (cx < INT_MIN || cx > INT_MAX || cy < INT_MIN || cy > INT_MAX ||
+            !src_region->contains(int(cx), int(cy))) {
+          continue;
+        }
+        Write w{unsigned(X + dox), unsigned(Y + doy), {}};
+        for (unsigned b = 0; b < bands; ++b) {
+          w.values.push_back(Kind == Sampling::nearest
+                                 ? src->getPixel(unsigned(cx + sox), unsigned(cy + soy), b)
+                                 : interpolate(src,
+                                               Kind == Sampling::bilinear
+                                                   ? Interpolation::bilinear
+                                                   : Interpolation::bicubic,
+                                               px + sox, py + soy, b, Type));
+        }
+        writes.push_back(std::move(w));
+      }
+    }
+  }
+  for (const Write& w : writes) {
+    for (unsigned b = 0; b < bands; ++b) dst->setPixel(w.x, w.y, b, w.values[b]);
+  }
+  return 0;
+}
+
 // The whole source transposed into the quadrant at (0, 0): its origin cancels.
 template <int Type>
 int transpose(ZelOp* op) {
