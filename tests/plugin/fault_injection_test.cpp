@@ -6,6 +6,7 @@
 // The routines come from the registration table: a routine added there joins by its row.
 #include <cstring>
 #include <optional>
+#include <string>
 
 #include "kx_blend.h"
 #include "kx_model.h"
@@ -17,10 +18,13 @@ namespace {
 struct Registered {
   const char* name;
   Routine routine;
-  const char* path;
+  std::string path;  // "convolve8/convolve8" for a two-level one
 };
+std::string path_of(const char* name, const char* second) {
+  return second != nullptr ? std::string(name) + "/" + second : std::string(name);
+}
 const Registered kRegistered[] = {
-#define KX_ROUTINE(Routine, name, ...) {#Routine, &KX::Routine, name},
+#define KX_ROUTINE(Routine, name, second, ...) {#Routine, &KX::Routine, path_of(name, second)},
 #include "kx_routines.def"
 };
 
@@ -150,6 +154,10 @@ const Expected kReports[] = {
     {"Paint8", F::add_rect, nullptr, 0, 0, 0, nullptr, On::dst},
     {"Paint8", F::new_image, nullptr, 0, 0, 0, nullptr, On::dst},
     {"Paint8", F::null_pointers, nullptr, 0, 0, 0, nullptr, On::dst},
+    // The convolutions report only a missing list, on the source; the pair not even that.
+    {"Convolve8", F::roi_list, "di-12", 0, 0, 152, "Convolve8KX", On::src1},
+    {"Convolve16", F::roi_list, "di-12", 0, 0, 152, "Convolve16KX", On::src1},
+    {"Convolve8Convolve8", F::roi_list, nullptr, 0, 0, 0, nullptr, On::src1},
 };
 
 // A region list is made from the image's region and the region's rectangle list: where a
@@ -193,7 +201,7 @@ class FaultInjection : public PluginTest {
 
   Outcome run_once(const Registered& r, std::optional<Failure> failure) {
     kxm::configure({});
-    const ZelOperationInfo* info = zel_operation_info(r.path);
+    const ZelOperationInfo* info = zel_operation_info(r.path.c_str());
     EXPECT_NE(info, nullptr) << r.name;
     const int dst_type = info->dst_data_type ? info->dst_data_type : info->data_type;
     ZelParamValues values;
@@ -217,7 +225,7 @@ class FaultInjection : public PluginTest {
     }
     ZelImage* dst = has_dst ? image(21, 3, dst_bands, dst_type) : nullptr;
     if (dst != nullptr) fill(dst, 3);
-    ZelOp* o = state()->createOp(r.path);
+    ZelOp* o = state()->createOp(r.path.c_str());
     for (int i = 0; i < info->sources; ++i) o->setSrc(i + 1, in_place ? dst : src[i]);
     o->setDst(dst);
     zel_attach_params(o, info->params, &values);

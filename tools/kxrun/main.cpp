@@ -17,6 +17,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -96,7 +97,17 @@ const char kUsage[] =
     "  --brush FILE --color C[,C,C,C] --points 'X,Y;X,Y;...'  paint8: paints IMAGE in\n"
     "                     place with the brush of FILE (text: W H KEYX KEYY, then W x H\n"
     "                     weights 0..1 row by row) in colour C (a value a channel) with its\n"
-    "                     key on each point in turn (rounded half away from zero)\n";
+    "                     key on each point in turn (rounded half away from zero)\n"
+    "  --kernel \"W H KX KY V,V,...\" | --kernel @FILE  convolve8, convolve16: a W x H kernel\n"
+    "                     (values row by row, separated by spaces or commas; the file holds\n"
+    "                     the same text, '#' comments) whose element (KX, KY) stands over\n"
+    "                     the pixel computed: out(x, y) = sum of V[v][u] in(x + KX - u,\n"
+    "                     y + KY - v), band by band. convolve8/convolve8 takes --kernel\n"
+    "                     twice: a row kernel (W x 1), then a column kernel (1 x H)\n"
+    "  --edge none|zero|extend  convolutions: pixels whose kernel reaches past the image\n"
+    "                     keep the input's values (none), become 0 (zero), or read the\n"
+    "                     nearest edge pixels (extend, the default); convolve8/convolve8\n"
+    "                     takes one --edge for both kernels or one each\n";
 
 int fail(const std::string& reason) {
   std::fprintf(stderr, "kxrun: %s\n", reason.c_str());
@@ -120,6 +131,7 @@ struct Options {
   bool stats = false;
   std::map<std::string, std::vector<double>> params;
   std::map<std::string, std::string> texts;  // --table, --from, --to
+  std::vector<std::string> kernels, edges;   // --kernel and --edge, in order
   Sample16 samples = Sample16::wrap;
 };
 
@@ -169,6 +181,9 @@ std::string parse(int argc, char** argv, Options* o) {
                std::end(kTextOptions)) {
       if (!has_value) return arg + " needs a value";
       o->texts[arg] = argv[++i];
+    } else if (arg == "--kernel" || arg == "--edge") {
+      if (!has_value) return arg + " needs a value";
+      (arg == "--kernel" ? o->kernels : o->edges).push_back(argv[++i]);
     } else if (arg == "--sample16") {
       if (!has_value) return arg + " needs a value";
       const std::string value = argv[++i];
@@ -245,6 +260,50 @@ std::vector<T> as_bands(const std::vector<T>& list, Channels order) {
   return out;
 }
 
+// The convolution kernels and edge conditions of --kernel and --edge, or why they are bad.
+std::string convolution_params(const ZelOperationInfo& info, const Options& o,
+                               ZelParamValues* v) {
+  const size_t count = info.params == ZelParams::kernel_pair ? 2 : 1;
+  if (o.kernels.size() != count) {
+    return std::string(info.name) +
+           (count == 1 ? " takes one --kernel"
+                       : " takes --kernel twice (the row kernel, then the column kernel)");
+  }
+  for (size_t i = 0; i < count; ++i) {
+    const std::string& text = o.kernels[i];
+    std::ifstream file;
+    std::istringstream inline_text(text);
+    if (!text.empty() && text[0] == '@') {
+      file.open(text.substr(1));
+      if (!file) return text.substr(1) + ": " + std::strerror(errno);
+    }
+    std::istream& in = file.is_open() ? static_cast<std::istream&>(file) : inline_text;
+    BrushText kernel;
+    std::string why;
+    if (!parse_weights(in, "kernel", &kernel, &why)) {
+      return (file.is_open() ? text.substr(1) : std::string("--kernel")) + ": " + why;
+    }
+    v->kernels[i] = {kernel.width, kernel.height, kernel.key_x, kernel.key_y, kernel.weights};
+  }
+  if (o.edges.size() > count) {
+    return std::string(info.name) + " takes at most " + std::to_string(count) + " --edge";
+  }
+  for (size_t i = 0; i < count; ++i) {
+    const std::string edge =
+        o.edges.empty() ? "extend" : o.edges[std::min(i, o.edges.size() - 1)];
+    if (edge == "none") {
+      v->edges[i] = ZEL_EDGE_NO_WRITE;
+    } else if (edge == "zero") {
+      v->edges[i] = ZEL_EDGE_ZERO;
+    } else if (edge == "extend") {
+      v->edges[i] = ZEL_EDGE_EXTEND;
+    } else {
+      return "--edge takes none, zero or extend, not " + edge;
+    }
+  }
+  return "";
+}
+
 // Fills `v` with the parameters the operation takes from the options; returns an empty
 // string, or why the options do not fit the operation. `bands` is the first input's band
 // count; 16-bit outputs take 16-bit table entries.
@@ -279,6 +338,9 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       break;
     case ZelParams::none:
     case ZelParams::extrema:
+    case ZelParams::kernel:
+    case ZelParams::kernel_pointer:
+    case ZelParams::kernel_pair:
       break;
   }
   const auto taken = [&](const std::string& option) {
@@ -289,6 +351,14 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
   }
   for (const auto& entry : o.texts) {
     if (!taken(entry.first)) return std::string(info.name) + " does not take " + entry.first;
+  }
+  const bool convolution = info.params == ZelParams::kernel ||
+                           info.params == ZelParams::kernel_pointer ||
+                           info.params == ZelParams::kernel_pair;
+  if (convolution) return convolution_params(info, o, v);
+  if (!o.kernels.empty() || !o.edges.empty()) {
+    return std::string(info.name) + " does not take " +
+           (o.kernels.empty() ? "--edge" : "--kernel");
   }
   const auto given = [&](const std::string& option) {
     return o.params.count(option) != 0 || o.texts.count(option) != 0;
@@ -405,6 +475,9 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
     }
     case ZelParams::none:
     case ZelParams::extrema:
+    case ZelParams::kernel:
+    case ZelParams::kernel_pointer:
+    case ZelParams::kernel_pair:
       break;
   }
   return bad;

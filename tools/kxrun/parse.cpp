@@ -128,7 +128,7 @@ bool parse_table(std::istream& in, int lowest, int highest, LookupTable* table,
   return true;
 }
 
-bool parse_brush(std::istream& in, BrushText* brush, std::string* why) {
+bool parse_weights(std::istream& in, const char* what, BrushText* brush, std::string* why) {
   *brush = BrushText{};
   std::vector<double> numbers;
   std::string line;
@@ -148,14 +148,14 @@ bool parse_brush(std::istream& in, BrushText* brush, std::string* why) {
         return false;
       }
       if (numbers.size() > kMostWeights + 4) {
-        *why = "more weights than a brush of 1024 x 1024 holds";
+        *why = std::string("more values than a ") + what + " of 1024 x 1024 holds";
         return false;
       }
       numbers.push_back(v);
     }
   }
   if (numbers.size() < 4) {
-    *why = "a brush starts with W H KEYX KEYY";
+    *why = std::string("a ") + what + " starts with W H KEYX KEYY";
     return false;
   }
   for (int i = 0; i < 4; ++i) {
@@ -173,8 +173,8 @@ bool parse_brush(std::istream& in, BrushText* brush, std::string* why) {
   brush->key_y = int(numbers[3]);
   const size_t count = size_t(brush->width) * size_t(brush->height);
   if (numbers.size() - 4 != count) {
-    *why = "a " + std::to_string(brush->width) + " x " + std::to_string(brush->height) +
-           " brush has " + std::to_string(count) + " weights, not " +
+    *why = "a " + std::to_string(brush->width) + " x " + std::to_string(brush->height) + " " +
+           what + " has " + std::to_string(count) + " values, not " +
            std::to_string(numbers.size() - 4);
     return false;
   }
@@ -198,4 +198,8 @@ bool parse_points(const char* text, std::vector<float>* out) {
     start = end + 1;
   }
   return true;
+}
+
+bool parse_brush(std::istream& in, BrushText* brush, std::string* why) {
+  return parse_weights(in, "brush", brush, why);
 }

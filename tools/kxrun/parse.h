@@ -35,6 +35,9 @@ struct BrushText {
   std::vector<float> weights;
 };
 bool parse_brush(std::istream& in, BrushText* brush, std::string* why);
+// The same text for any weights: `what` names them in the reasons ("kernel"). A convolution
+// kernel is "W H KX KY V,V,...", the key point (KX, KY) the element over the pixel computed.
+bool parse_weights(std::istream& in, const char* what, BrushText* weights, std::string* why);
 // "X,Y;X,Y;..." into x, y pairs of finite numbers (at least one point).
 bool parse_points(const char* text, std::vector<float>* out);
 

@@ -6,6 +6,7 @@
 #include "zel.h"
 #include "zel_software_blend.h"
 #include "zel_software_constant.h"
+#include "zel_software_convolve.h"
 #include "zel_software_copy.h"
 #include "zel_software_lookup.h"
 
@@ -96,6 +97,10 @@ const std::vector<ZelOperationInfo>& zel_operations() {
       {"blend8a16", 3, ZEL_UINT8, blend<ZEL_UINT8, ZEL_INT16>, ZelParams::none, 0, 0,
        ZEL_INT16},
       {"paint8", 1, ZEL_UINT8, paint8, ZelParams::paint},
+      {"convolve8", 1, ZEL_UINT8, convolve<ZEL_UINT8>, ZelParams::kernel},
+      {"convolve16", 1, ZEL_INT16, convolve<ZEL_INT16>, ZelParams::kernel_pointer},
+      // A two-level path: the inner operation, then the outer one.
+      {"convolve8/convolve8", 1, ZEL_UINT8, convolve_pair8, ZelParams::kernel_pair},
   };
   return operations;
 }
