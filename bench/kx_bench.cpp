@@ -24,6 +24,7 @@ struct Case {
   int data_type;
   unsigned bands;
   int from = 0, to = 0;  // colour spaces of a colour conversion
+  int taps = 0;          // a convolution's kernel size
 };
 // Lookups include setting their table up: each call makes and releases it.
 const Case kCases[] = {{"add8", ZEL_UINT8, 1},
@@ -37,14 +38,45 @@ const Case kCases[] = {{"add8", ZEL_UINT8, 1},
                        {"lookup8_8", ZEL_UINT8, 1},
                        {"lookup16_16", ZEL_INT16, 1},
                        {"colorconvert", ZEL_UINT8, 3, ZEL_CS_RGB709, ZEL_CS_YCC601},
-                       {"colorconvert", ZEL_UINT8, 3, ZEL_CS_RGBLINEAR, ZEL_CS_RGB709}};
+                       {"colorconvert", ZEL_UINT8, 3, ZEL_CS_RGBLINEAR, ZEL_CS_RGB709},
+                       {"convolve8", ZEL_UINT8, 1, 0, 0, 3},
+                       {"convolve8", ZEL_UINT8, 1, 0, 0, 7},
+                       {"convolve8/convolve8", ZEL_UINT8, 1, 0, 0, 7}};
+
+// Kernels the device takes (multiples of 1/256): an n x n sharpening kernel (-1/256 around,
+// the centre making the sum 1) for a convolution, a binomial blur each way for a pair.
+void convolution_params(const Case& c, ZelParamValues* v) {
+  const int n = c.taps;
+  if (std::strchr(c.name, '/') != nullptr) {
+    std::vector<float> row(size_t(n), 0.0f);
+    row[0] = 1;
+    for (int k = 1; k < n; ++k) {
+      for (int i = k; i > 0; --i) row[size_t(i)] += row[size_t(i - 1)];
+    }
+    for (float& x : row) x /= float(1 << (n - 1));
+    v->kernels[0] = {n, 1, n / 2, 0, row};
+    v->kernels[1] = {1, n, 0, n / 2, row};
+    return;
+  }
+  std::vector<float> k(size_t(n * n), -1.0f / 256);
+  k[size_t(n * n / 2)] = 1.0f + float(n * n - 1) / 256;
+  v->kernels[0] = {n, n, n / 2, n / 2, k};
+}
 
 std::string label(const Case& c) {
   if (c.from != 0) {
     return std::string(c.name) + ":" + zel_colorspace_info(c.from)->name + ">" +
            zel_colorspace_info(c.to)->name;
   }
-  char text[32];
+  char text[48];
+  if (c.taps != 0) {
+    if (std::strchr(c.name, '/') != nullptr) {
+      std::snprintf(text, sizeof text, "%s:%d-tap", c.name, c.taps);
+    } else {
+      std::snprintf(text, sizeof text, "%s:%dx%d", c.name, c.taps, c.taps);
+    }
+    return text;
+  }
   std::snprintf(text, sizeof text, c.bands > 1 ? "%sx%u" : "%s", c.name, c.bands);
   return text;
 }
@@ -82,6 +114,7 @@ void run(benchmark::State& state, const Case& c, ZelPath path) {
   ZelParamValues params;
   zel_example_params(*info, &params);
   if (c.from != 0) params.from_space = c.from, params.to_space = c.to;
+  if (c.taps != 0) convolution_params(c, &params);
   zel_attach_params(op, info->params, &params);
   const kxm::Counters before = kxm::counters();
   for (auto _ : state) {
