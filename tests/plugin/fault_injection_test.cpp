@@ -245,6 +245,14 @@ class FaultInjection : public PluginTest {
     }
     out.state[2] = dst != nullptr ? dst->getSystemState() : nullptr;
     zelkx_paint_release();
+    // Failures that clear parameters leave the objects those pointed at: kept here, put back
+    // before the release.
+    void* pointers[4];
+    ZelObject* objects[4];
+    for (int n = 1; n <= 4; ++n) {
+      pointers[n - 1] = o->getPtrParam(n);
+      objects[n - 1] = o->getObjParam(n);
+    }
     if (failure) arm(*failure, src, dst, o);
     out.before = results();
     zel_clear_error_log();
@@ -266,6 +274,10 @@ class FaultInjection : public PluginTest {
     zel_global_state->failRois(0);
     zel_global_state->failAddRects(0);
     zel_global_state->failIntersects(0);
+    for (int n = 1; n <= 4; ++n) {
+      o->setPtrParam(n, pointers[n - 1]);
+      o->setObjParam(n, objects[n - 1]);
+    }
     zel_release_params(o, info->params);
     o->destroy();
     for (ZelImage* s : src) {

@@ -175,9 +175,9 @@ int zelkx_convolve(ZelImage* src, ZelImage* dst, const ZelKXConvolution& r,
       status = 2;
     } else {
       sl_ctx_planemask_set(0xffffffff);
-      const unsigned first = bands == 1 ? 0 : bands == 3 ? 1 : 0;
+      // A band's byte of a 4-byte pixel: bands 0..2 of 3 are bytes 1..3.
       for (unsigned b = 0; b < bands; ++b) {
-        const uint32_t lane = bands == 1 ? 0 : first + b;
+        const uint32_t lane = bands == 1 ? 0 : (bands == 3 ? 1 : 0) + b;
         band(plan, d.address(x, y, e) + lane, int32_t(e * d.line_stride), w, h,
              s.address(x, y, e) + lane, int32_t(e * s.line_stride), mode);
       }
