@@ -39,9 +39,16 @@ const Case kCases[] = {{"add8", ZEL_UINT8, 1},
                        {"lookup16_16", ZEL_INT16, 1},
                        {"colorconvert", ZEL_UINT8, 3, ZEL_CS_RGB709, ZEL_CS_YCC601},
                        {"colorconvert", ZEL_UINT8, 3, ZEL_CS_RGBLINEAR, ZEL_CS_RGB709},
+                       {"blend8a8", ZEL_UINT8, 1},
+                       {"blend8a8", ZEL_UINT8, 4},
+                       {"blend16a16", ZEL_INT16, 1},
+                       {"paint8", ZEL_UINT8, 3},
                        {"convolve8", ZEL_UINT8, 1, 0, 0, 3},
                        {"convolve8", ZEL_UINT8, 1, 0, 0, 7},
                        {"convolve8/convolve8", ZEL_UINT8, 1, 0, 0, 7}};
+// Painting: this many stamps of a brush this wide and high, at points spread over the image;
+// its pixels are the stamps' pixels.
+constexpr unsigned kStamps = 1000, kBrush = 15;
 
 // Kernels the device takes (multiples of 1/256): an n x n sharpening kernel (-1/256 around,
 // the centre making the sum 1) for a convolution, a binomial blur each way for a pair.
@@ -92,6 +99,27 @@ void fill(ZelImage* image, unsigned seed) {
   for (size_t i = 0; i < bytes; ++i) kx->host_address[i] = uint8_t(i * 31 + seed);
 }
 
+// Blends keep the plane mask in force: a one-band 8-bit addition sets it to all ones.
+void all_ones_mask() {
+  ZelSystemState* s = zel_default_state();
+  ZelImage* a = s->createImage(1, 1, 1, ZEL_UINT8);
+  ZelOp* op = s->createOp("add8");
+  op->setSrc(1, a);
+  op->setSrc(2, a);
+  op->setDst(a);
+  zel_run(op, ZelPath::device_only);
+  op->destroy();
+  a->destroy();
+}
+
+void non_negative(ZelImage* image) {
+  for (unsigned y = 0; y < image->getHeight(); ++y) {
+    for (unsigned x = 0; x < image->getWidth(); ++x) {
+      image->setPixel(x, y, 0, image->getPixel(x, y, 0) & 0x7FFF);
+    }
+  }
+}
+
 // The operation on fresh 2048 x 2048 images, its parameters the examples the host offers.
 void run(benchmark::State& state, const Case& c, ZelPath path) {
   ZelSystemState* s = zel_default_state();
@@ -101,28 +129,45 @@ void run(benchmark::State& state, const Case& c, ZelPath path) {
     return;
   }
   std::vector<ZelImage*> images;
-  for (int i = 0; i < info->sources; ++i) {
-    images.push_back(s->createImage(kSide, kSide, c.bands, c.data_type));
+  const bool paint = info->params == ZelParams::paint;
+  for (int i = 0; i < info->sources && !paint; ++i) {
+    const bool alpha = i == 2 && info->src3_data_type != 0;  // one band of its own type
+    images.push_back(s->createImage(kSide, kSide, alpha ? 1 : c.bands,
+                                    alpha ? info->src3_data_type : c.data_type));
     fill(images.back(), unsigned(i + 1));
+    if (info->src3_data_type == ZEL_INT16 && c.data_type == ZEL_INT16 && !alpha) {
+      non_negative(images.back());  // 16-bit blends take sources of one sign
+    }
   }
   ZelOp* op = s->createOp(c.name);
-  for (int i = 0; i < info->sources; ++i) op->setSrc(i + 1, images[size_t(i)]);
+  for (int i = 0; i < info->sources && !paint; ++i) op->setSrc(i + 1, images[size_t(i)]);
   if (info->params != ZelParams::extrema) {
     images.push_back(s->createImage(kSide, kSide, c.bands, c.data_type));
     op->setDst(images.back());
+    if (paint) op->setSrc(1, images.back());  // in place
   }
   ZelParamValues params;
   zel_example_params(*info, &params);
   if (c.from != 0) params.from_space = c.from, params.to_space = c.to;
+  if (paint) {
+    params.brush_width = params.brush_height = int(kBrush);
+    params.brush.assign(kBrush * kBrush, 0.5f);
+    params.points.clear();
+    for (unsigned i = 0; i < kStamps; ++i) {
+      params.points.push_back(float((i * 7919u) % kSide));
+      params.points.push_back(float((i * 104729u) % kSide));
+    }
+  }
   if (c.taps != 0) convolution_params(c, &params);
   zel_attach_params(op, info->params, &params);
+  if (info->src3_data_type != 0 || paint) all_ones_mask();
   const kxm::Counters before = kxm::counters();
   for (auto _ : state) {
     const ZelRunResult r = zel_run(op, path);
     if (r.status != 0) state.SkipWithError("the operation failed");
     kxm::drain();
   }
-  const double pixels = double(kSide) * kSide;
+  const double pixels = paint ? double(kStamps) * kBrush * kBrush : double(kSide) * kSide;
   state.counters["Mpixel/s"] = benchmark::Counter(pixels * double(state.iterations()) / 1e6,
                                                   benchmark::Counter::kIsRate);
   if (path == ZelPath::device_only) {

@@ -238,4 +238,86 @@ void sl_rect_mapthresh_8(SL_RECT_1SRC_ARGS, const float* low, const float* high,
 void sl_rect_mapthresh_16(SL_RECT_1SRC_ARGS, const float* low, const float* high,
                           const float* map);
 
+// Flips: the source rectangle copied with its pixels re-ordered, no value changed. width x
+// height is the destination; the source is width x height for v, h and 180, height pixels
+// wide and width rows high for d, b, 90 and 270. With dst[y][x] the destination pixel in
+// row y, column x, W = width and H = height:
+//   v    dst[y][x] = src[H-1-y][x]          h    dst[y][x] = src[y][W-1-x]
+//   d    dst[y][x] = src[x][y]              b    dst[y][x] = src[W-1-x][H-1-y]
+//   90   dst[y][x] = src[x][H-1-y]  (the right-hand source column becomes the top row)
+//   180  dst[y][x] = src[H-1-y][W-1-x]
+//   270  dst[y][x] = src[W-1-x][y]  (the left-hand column, read bottom to top, the top row)
+// `_8` one byte a pixel, `_16` one 16-bit element, `_32` one 4-byte pixel (through the plane
+// mask). Strides may be negative; `_16` and `_32` round them down to whole elements. An empty
+// rectangle issues nothing.
+#define SL_FLIP(t)                               \
+  void sl_rect_flip_##t##_8(SL_RECT_1SRC_ARGS);  \
+  void sl_rect_flip_##t##_16(SL_RECT_1SRC_ARGS); \
+  void sl_rect_flip_##t##_32(SL_RECT_1SRC_ARGS);
+SL_FLIP(v)
+SL_FLIP(h)
+SL_FLIP(d)
+SL_FLIP(b)
+SL_FLIP(90)
+SL_FLIP(180)
+SL_FLIP(270)
+#undef SL_FLIP
+
+// Resampling. `matrix` points at six floats {a, b, tx, c, d, ty}: destination = (a x + b y +
+// tx, c x + d y + ty) for a source point (x, y), both relative to the rectangles' top-left
+// pixels. src_width x src_height is the source rectangle, width x height the destination.
+// `_8` one byte a pixel, `_16` 16-bit elements (taken as unsigned by the interpolating
+// kernels), `_32` 4-byte pixels: whole pixels for the nearest-neighbour and affine kernels,
+// the byte lane the addresses' low two bits pick for linresiz and cubresiz.
+//
+// The resize kernels read a (horizontal scale), d (vertical scale), tx and ty. An offset is
+// truncated toward zero after adding 0.4999 (nearest neighbour) or as it is (bilinear,
+// bicubic); a non-negative one moves the destination start, a negative one the source start.
+// The output covers cols = (int)(a x source width) columns (likewise rows), clipped to the
+// destination and to the source pixels left (bilinear keeps one column and row in reserve
+// for its right and lower neighbours, bicubic two), and nothing is written past it. Positions
+// are 16.16: the column step is n / cols + 1/65536 for the n source columns used (rows:
+// nrows / rows), starting at the fraction of |tx| (|ty|); positions that a start fraction
+// carries past the last source row keep that row. Nearest neighbour takes the pixel a
+// position lies in; bilinear weighs the two neighbours by the top 8 fraction bits (upper +
+// (lower - upper) w, x 256, then left + ((right - left) w >> 8)) and truncates the 8
+// fraction bits at the store.
+// cubresiz sums 4 x 4 neighbours (rows and columns -1..+2 around the pixel a position lies
+// in; position 0 is source pixel 0, without a start fraction; offsets truncate; two columns
+// and rows in reserve) with the weights of the position's phase: row (position >> 8) & 255
+// of `table`, `phases` (256) rows of four signed 16-bit weights in units of 1/256, a host
+// array. Vertically the sums are exact and stored as 16-bit values in `scratch` (processor
+// memory of (src_width + 8) x 32 bytes, page-aligned), clamped to 0..65535; horizontally each
+// term is floored at 1/256 before it is added, and the result is floored and clamped at the
+// store (0..255, 0..65535). The row above and the column left of the source are its first
+// row and column repeated, unless a negative offset moved the start (then they are read).
+// 16-bit pixels of 256 and more overflow the scratch.
+// nearintresiz replicates every source pixel (int)(a + 0.4999) times across and (int)(d +
+// 0.4999) times down, writing whole replications only; a factor outside 1..6 writes nothing.
+#define SL_RESIZE_ARGS                                                           \
+  uint32_t dst, int32_t dst_stride, int32_t width, int32_t height, uint32_t src, \
+      int32_t src_stride, int32_t src_width, int32_t src_height, const float *matrix
+// The affine kernels map each destination pixel back through the inverse matrix (16.16,
+// truncated toward zero) to the source pixel its position lies in, and leave it unwritten
+// when that pixel is outside the source (x < 0, y < 0, x > src_width - 1, y > src_height - 1).
+// The source is read at src rounded down to 8 bytes: callers pass 8-aligned sources. The
+// ninth argument is not read. rst builds the matrix of a rotation by `degrees` about (cx,
+// cy), scales (gx, gy) and offset (ox, oy): a = cos gx, b = -sin gy, c = sin gx, d = cos gy,
+// tx = cx (1 - cos gx) + sin gy cy + ox gx, ty = cy (1 - cos gy) - sin gx cx + oy gy.
+#define SL_RESAMPLE(size)                                                              \
+  void sl_rect_nearresiz_##size(SL_RESIZE_ARGS);                                       \
+  void sl_rect_nearintresiz_##size(SL_RESIZE_ARGS);                                    \
+  void sl_rect_linresiz_##size(SL_RESIZE_ARGS);                                        \
+  void sl_rect_cubresiz_##size(SL_RESIZE_ARGS, const int16_t* table, int32_t phases,   \
+                               uint32_t scratch);                                      \
+  void sl_rect_affine_##size(SL_RECT_1SRC_ARGS, int32_t src_width, int32_t src_height, \
+                             uint32_t ninth, const float* matrix);                     \
+  void sl_rect_rst_##size(SL_RECT_1SRC_ARGS, int32_t src_width, int32_t src_height,    \
+                          uint32_t ninth, float degrees, float cx, float cy, float gx, \
+                          float gy, float ox, float oy);
+SL_RESAMPLE(8)
+SL_RESAMPLE(16)
+SL_RESAMPLE(32)
+#undef SL_RESAMPLE
+
 #endif

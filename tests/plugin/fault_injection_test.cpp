@@ -229,6 +229,11 @@ class FaultInjection : public PluginTest {
     for (int i = 0; i < info->sources; ++i) o->setSrc(i + 1, in_place ? dst : src[i]);
     o->setDst(dst);
     zel_attach_params(o, info->params, &values);
+    // The parameters as attached: a failure that clears them must not keep them from release.
+    void* pointers[5] = {};
+    ZelObject* objects[3] = {};
+    for (int n = 1; n <= 4; ++n) pointers[n] = o->getPtrParam(n);
+    for (int n = 1; n <= 2; ++n) objects[n] = o->getObjParam(n);
 
     const auto results = [&] {
       if (dst != nullptr) return pixels(dst);
@@ -245,14 +250,6 @@ class FaultInjection : public PluginTest {
     }
     out.state[2] = dst != nullptr ? dst->getSystemState() : nullptr;
     zelkx_paint_release();
-    // Failures that clear parameters leave the objects those pointed at: kept here, put back
-    // before the release.
-    void* pointers[4];
-    ZelObject* objects[4];
-    for (int n = 1; n <= 4; ++n) {
-      pointers[n - 1] = o->getPtrParam(n);
-      objects[n - 1] = o->getObjParam(n);
-    }
     if (failure) arm(*failure, src, dst, o);
     out.before = results();
     zel_clear_error_log();
@@ -274,10 +271,8 @@ class FaultInjection : public PluginTest {
     zel_global_state->failRois(0);
     zel_global_state->failAddRects(0);
     zel_global_state->failIntersects(0);
-    for (int n = 1; n <= 4; ++n) {
-      o->setPtrParam(n, pointers[n - 1]);
-      o->setObjParam(n, objects[n - 1]);
-    }
+    for (int n = 1; n <= 4; ++n) o->setPtrParam(n, pointers[n]);
+    for (int n = 1; n <= 2; ++n) o->setObjParam(n, objects[n]);
     zel_release_params(o, info->params);
     o->destroy();
     for (ZelImage* s : src) {
