@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
+#include <iterator>
 #include <sstream>
 
 bool parse_ints(const char* text, size_t count, std::vector<long>* out) {
@@ -198,4 +200,73 @@ bool parse_points(const char* text, std::vector<float>* out) {
     start = end + 1;
   }
   return true;
+}
+
+std::string parse_arguments(int argc, char** argv, Options* o) {
+  o->operation = argv[1];
+  for (int i = 2; i < argc; ++i) {
+    const std::string arg = argv[i];
+    const bool has_value = i + 1 < argc;
+    if (arg == "-o" || arg == "--roi" || arg == "--device" || arg == "--trace") {
+      if (!has_value) return arg + " needs a value";
+      const char* value = argv[++i];
+      if (arg == "-o") {
+        o->output = value;
+      } else if (arg == "--trace") {
+        o->trace = value;
+      } else if (arg == "--device") {
+        if (std::strcmp(value, "kx") == 0) {
+          o->host_only = false;
+        } else if (std::strcmp(value, "host") == 0) {
+          o->host_only = true;
+        } else {
+          return std::string("--device takes kx or host, not ") + value;
+        }
+      } else {
+        std::vector<long> v;
+        if (!parse_ints(value, 4, &v) || v[2] < 0 || v[3] < 0) {
+          return std::string("--roi takes X,Y,W,H with W, H >= 0, not ") + value;
+        }
+        o->has_roi = true;
+        std::copy(v.begin(), v.end(), o->roi);
+      }
+    } else if (std::find(std::begin(kParamOptions), std::end(kParamOptions), arg) !=
+               std::end(kParamOptions)) {
+      if (!has_value) return arg + " needs a value";
+      const size_t most = arg == "--matrix" ? 12 : arg == "--threshold" ? 3 : 4;
+      std::vector<double> v;
+      if (!parse_numbers(argv[++i], most, &v)) {
+        return arg + " takes up to " + std::to_string(most) + " comma-separated numbers, not " +
+               argv[i];
+      }
+      o->params[arg] = v;
+    } else if (std::find(std::begin(kTextOptions), std::end(kTextOptions), arg) !=
+               std::end(kTextOptions)) {
+      if (!has_value) return arg + " needs a value";
+      o->texts[arg] = argv[++i];
+    } else if (arg == "--sample16") {
+      if (!has_value) return arg + " needs a value";
+      const std::string value = argv[++i];
+      if (value == "wrap") {
+        o->samples = Sample16::wrap;
+      } else if (value == "offset") {
+        o->samples = Sample16::offset;
+      } else if (value == "clamp") {
+        o->samples = Sample16::clamp;
+      } else {
+        return "--sample16 takes wrap, offset or clamp, not " + value;
+      }
+    } else if (arg == "--disasm") {
+      o->disasm = true;
+    } else if (arg == "--no-fallback") {
+      o->no_fallback = true;
+    } else if (arg == "--stats") {
+      o->stats = true;
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      return "unknown option " + arg;
+    } else {
+      o->inputs.push_back(arg);
+    }
+  }
+  return "";
 }

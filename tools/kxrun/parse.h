@@ -1,11 +1,41 @@
-// The texts kxrun's options take: lists of numbers and lookup tables.
+// kxrun's command line and the texts its options take: lists of numbers and lookup tables.
 #ifndef KXRUN_PARSE_H
 #define KXRUN_PARSE_H
 
 #include <cstddef>
 #include <istream>
+#include <map>
 #include <string>
 #include <vector>
+
+#include "netpbm.h"
+
+// kxrun OPERATION [options] INPUT...: what the arguments say, before any file is read.
+struct Options {
+  std::string operation;
+  std::vector<std::string> inputs;
+  std::string output;
+  bool has_roi = false;
+  long roi[4] = {0, 0, 0, 0};  // X, Y, W, H
+  bool host_only = false;
+  bool no_fallback = false;
+  std::string trace;  // "-": standard output
+  bool disasm = false;
+  bool stats = false;
+  std::map<std::string, std::vector<double>> params;  // --const, --value, ... as given
+  std::map<std::string, std::string> texts;  // --table, --from, --to, --brush, --points
+  Sample16 samples = Sample16::wrap;
+};
+// The parameter options, by name; each holds the numbers given.
+inline constexpr const char* kParamOptions[] = {
+    "--const", "--value", "--scale", "--offset", "--matrix", "--threshold", "--color"};
+// Options that take a file name or a word.
+inline constexpr const char* kTextOptions[] = {"--table", "--from", "--to", "--brush",
+                                               "--points"};
+
+// argv[1] is the operation, argv[2..argc) its options and inputs (argc >= 2). Returns an
+// empty string, or the reason the arguments are bad.
+std::string parse_arguments(int argc, char** argv, Options* o);
 
 // "A,B,C,D" into exactly `count` integers.
 bool parse_ints(const char* text, size_t count, std::vector<long>* out);

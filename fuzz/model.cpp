@@ -1,0 +1,499 @@
+// Fuzz target: the processor model at every port.
+//
+// The input is a flag byte (bit 0: deferred mode, bit 1: bus trace on) and then records,
+// each a selector byte and its operands: queue words (single and doubleword stores),
+// memory-reference words stored at alias addresses inside an aliased buffer and around and
+// outside it, context-block stores and loads at every offset (plane mask, raster op, status,
+// registers, undefined offsets), register writes with small values (indices and offsets
+// that land inside the buffer) and drains.
+//
+// The buffer is two aliased pages with an unaliased host page before and after them. What
+// must hold, from docs/kx-isa.md:
+// - the guard pages never change, and r0 reads 0;
+// - every fault is counted and reported once, with a documented kind; a word has at most
+//   one fault, and a faulting word changes nothing (registers, memory, context words);
+// - a word that does not fault has a documented encoding, and it touches only its
+//   documented footprint: a memory word the bytes of its run (stores and fills) or the
+//   registers of its run (loads), a queue word its destination run (r2 for compares, the
+//   strided run for scatters), a register write its register; queue words and loads write
+//   no memory; a changed byte sets write-occurred;
+// - context words take what is stored to them, and the busy bit shows only with held words.
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "fuzz.h"
+#include "kx.h"
+#include "kx_model.h"
+#include "kx_sys.h"
+
+namespace {
+
+constexpr uint32_t kPage = 4096;
+constexpr uint32_t kAliased = 2 * kPage;
+constexpr int kMostRecords = 512;
+
+struct Machine {
+  uint8_t* block = nullptr;  // guard page, two aliased pages, guard page
+  uint8_t* aliased = nullptr;
+  uint32_t base = 0;  // the alias address of aliased[0]
+  kx_ctx_t* ctx = nullptr;
+  uint64_t reported = 0;  // faults through the hook
+};
+
+bool documented_kind(const std::string& kind) {
+  static const char* const kKinds[] = {
+      "undefined",        "page-crossing",      "unaliased",         "register-run",
+      "misaligned-issue", "busy-context-write", "bad-context-access"};
+  return std::any_of(std::begin(kKinds), std::end(kKinds),
+                     [&](const char* k) { return kind == k; });
+}
+
+Machine& machine() {
+  static Machine* const m = [] {
+    auto* m = new Machine;
+    m->block = static_cast<uint8_t*>(std::aligned_alloc(kPage, 4 * kPage));
+    FUZZ_CHECK(m->block != nullptr);
+    m->aliased = m->block + kPage;
+    std::memset(m->block, 0xA5, 4 * kPage);
+    kxm::configure(kxm::Config{});
+    m->ctx = kx_ctx_get();
+    FUZZ_CHECK(m->ctx != nullptr);
+    void* alias = kx_sys_mmap(nullptr, kAliased, PROT_READ | PROT_WRITE, MAP_SHARED,
+                              kx_fd_get(), off_t(reinterpret_cast<uintptr_t>(m->aliased)));
+    FUZZ_CHECK(alias != MAP_FAILED);
+    m->base = uint32_t(reinterpret_cast<uintptr_t>(alias));
+    FUZZ_CHECK(kxm::alias_of(m->aliased) == m->base);
+    FUZZ_CHECK(kxm::host_of(m->base - 1) == nullptr &&
+               kxm::host_of(m->base + kAliased) == nullptr);
+    kxm::set_fault_hook([m](const kxm::Fault& f) {
+      FUZZ_CHECK(documented_kind(f.kind));
+      FUZZ_CHECK(!f.message.empty() && f.message.find('\n') == std::string::npos);
+      ++m->reported;
+    });
+    return m;
+  }();
+  return *m;
+}
+
+// Everything a word may change, and what it may not.
+struct State {
+  std::array<uint32_t, 128> r{};
+  std::array<uint8_t, kAliased> memory{};
+  uint32_t plane_mask = 0, raster_op = 0, fill_mask = 0;
+  bool write_occurred = false;
+  uint64_t faults = 0;
+};
+
+State snapshot(const Machine& m) {
+  State s;
+  for (int n = 0; n < 128; ++n) s.r[size_t(n)] = kxm::reg(n);
+  std::memcpy(s.memory.data(), m.aliased, kAliased);
+  s.plane_mask = kxm::plane_mask();
+  s.raster_op = kxm::raster_op();
+  s.fill_mask = kxm::fill_mask();
+  s.write_occurred = kxm::write_occurred();
+  s.faults = kxm::counters().faults;
+  return s;
+}
+
+// What one arrival may touch: registers and bytes of the aliased buffer.
+struct Footprint {
+  std::array<bool, 128> regs{};
+  std::array<bool, kAliased> bytes{};
+  bool context = false;  // plane mask, raster op, fill mask, write-occurred
+  void reg(long n) {
+    if (n > 0 && n < 128) regs[size_t(n)] = true;
+  }
+  void run(long first, long count) {
+    if (first == 0) return;
+    for (long i = 0; i < count; ++i) reg(first + i);
+  }
+  void memory(const Machine& m, uint64_t address, uint64_t length) {
+    for (uint64_t a = address; a < address + length; ++a) {
+      if (a >= m.base && a < uint64_t{m.base} + kAliased) bytes[size_t(a - m.base)] = true;
+    }
+  }
+};
+
+// The defined queue forms: (group, variant) pairs of the instruction set's table.
+bool queue_pair_defined(uint32_t group, uint32_t variant) {
+  switch (group) {
+    case 0xA:
+      return variant == 0 || variant == 1 || variant == 4 || variant == 5 || variant == 7;
+    case 0x0:
+    case 0x1:
+      return variant == 0 || variant == 2 || variant == 6;
+    case 0x3:
+      return variant == 0 || variant == 2;
+    case 0x4:
+      return variant == 2;
+    case 0xD:
+      return variant == 0 || variant == 4 || variant == 5 || variant == 7;
+    case 0x9:
+      return variant == 1 || variant == 6;
+    case 0xB:
+      return variant == 4 || variant == 6 || variant == 7;
+    case 0xC:
+      return variant != 6;
+    case 0xE:
+      return variant == 2 || variant == 3;
+    default:
+      return false;
+  }
+}
+
+// The registers a queue word writes: its destination run, r2 for the compares, the strided
+// run for a scatter.
+void queue_destinations(uint32_t word, Footprint* f) {
+  const uint32_t group = word >> 28, variant = (word >> 21) & 7;
+  const long n = long((word >> 24) & 0xF) + 1;
+  const long d = long((word >> 7) & 0x7F);
+  const long b = long(word & 0x7F);
+  if (group == 0xD && (variant == 5 || variant == 7)) {
+    f->reg(2);
+  } else if (group == 0xE && variant == 2) {
+    const long k = b >= 64 ? b - 128 : b;
+    if (d != 0) {
+      for (long i = 0; i < n; ++i) f->reg(d + k * i);
+    }
+  } else {
+    f->run(d, n);
+  }
+}
+
+// A queue word that did not fault: its encoding is defined.
+void queue_footprint(uint32_t word, Footprint* f) {
+  const uint32_t group = word >> 28, variant = (word >> 21) & 7;
+  FUZZ_CHECK(queue_pair_defined(group, variant));
+  if (group == 0xD && (variant == 5 || variant == 7)) FUZZ_CHECK(((word >> 7) & 0x7F) == 0);
+  if (group == 0xC && variant == 7) FUZZ_CHECK((word & 0x7F) <= 64);  // funnel shift
+  queue_destinations(word, f);
+}
+
+// Whether an operation takes a type code: the table of memory operations.
+bool memory_type_defined(uint32_t operation, uint32_t code, bool indexed) {
+  const bool unscaled = code == 0x00 || code == 0x08 || code == 0x10 || code == 0x18 ||
+                        code == 0x1B || code == 0x1C || code == 0x1F;
+  const bool packed = code == 0x1F;
+  const bool bytes =
+      code <= 0x02 || code == 0x08 || code == 0x09 || (code >= 0x10 && code <= 0x12);
+  switch (operation) {
+    case 0xA:  // loads; indexed: SL_T8, SL_T16R, SL_T32, SL_T16
+      return indexed ? code == 0x00 || code == 0x18 || code == 0x1B || code == 0x1C : unscaled;
+    case 0x0:
+    case 0x2:
+      return !packed;
+    case 0x1:
+    case 0x8:
+    case 0x9:
+      return unscaled;
+    case 0x3:
+      return bytes;
+    case 0x4:
+    case 0x5:
+      return unscaled && !packed;
+    default:
+      return false;
+  }
+}
+
+// A memory word stored at `address` that did not fault.
+void memory_footprint(const Machine& m, uint32_t address, uint32_t word, Footprint* f) {
+  FUZZ_CHECK(address % 8 == 0);
+  FUZZ_CHECK(word >> 28 == 0x8);
+  const uint32_t operation = (word >> 19) & 0xF;
+  const uint32_t code = (word >> 14) & 0x1F;
+  const long n = long((word >> 23) & 0x1F) + 1;
+  const long r = long((word >> 7) & 0x7F);
+  const uint32_t low = word & 0x7F;
+  // Element stride and size by type code; 0: undefined.
+  uint32_t stride = 0, size = 0;
+  bool four_channels = false, packed = false;
+  if (code <= 0x02) {
+    stride = size = 1;
+  } else if (code == 0x08 || code == 0x09) {
+    stride = size = 4;
+    four_channels = true;
+  } else if (code >= 0x10 && code <= 0x12) {
+    stride = 4, size = 1;
+  } else if ((code >= 0x18 && code <= 0x1A) || (code >= 0x1C && code <= 0x1E)) {
+    stride = size = 2;
+  } else if (code == 0x1B) {
+    stride = size = 4;
+  } else if (code == 0x1F) {
+    stride = size = 1;
+    packed = true;
+  }
+  FUZZ_CHECK(stride != 0);
+  const bool indexed = (low & 0x78) != 0;
+  FUZZ_CHECK(memory_type_defined(operation, code, indexed));
+  FUZZ_CHECK(address >= m.base && address < m.base + kAliased);  // the one aliased buffer
+  if (indexed) {  // loads from the table at `address` into R..R+n-1
+    FUZZ_CHECK(operation == 0xA);
+    f->run(r, n);
+    return;
+  }
+  const uint64_t A = uint64_t{address} | low;
+  const uint64_t last = A + uint64_t(n - 1) * stride + size - 1;
+  FUZZ_CHECK((A >> 12) == (last >> 12) && last < uint64_t{m.base} + kAliased);
+  if (operation == 0xA) {  // loads write registers only
+    if (four_channels) {
+      f->run(r, 4 * n);
+    } else if (packed) {
+      if (r != 0) {
+        for (long i = 0; i < n; ++i) f->reg(r + long(((A + uint64_t(i)) >> 2) - (A >> 2)));
+      }
+    } else {
+      f->run(r, n);
+    }
+    return;
+  }
+  for (long i = 0; i < n; ++i) f->memory(m, A + uint64_t(i) * stride, size);
+}
+
+enum class Port { queue, queue_pair, memory, context, context_pair, load, register_write };
+
+// Checks one arrival in immediate mode against the state before it.
+void check_arrival(const Machine& m, const State& before, Port port, uint32_t where,
+                   uint32_t word, uint32_t second) {
+  const State after = snapshot(m);
+  const uint64_t faults = after.faults - before.faults;
+  FUZZ_CHECK(faults <= (port == Port::queue_pair ? 2u : 1u));
+  Footprint f;
+  if (faults == 0 || port == Port::queue_pair) {
+    switch (port) {
+      case Port::queue:
+        queue_footprint(word, &f);
+        break;
+      case Port::queue_pair:
+        // Each half either faulted or wrote its run; the footprint is their union.
+        if (faults == 0) {
+          queue_footprint(word, &f);
+          queue_footprint(second, &f);
+        } else {  // one half faulted and did nothing; the other may have run
+          queue_destinations(word, &f);
+          queue_destinations(second, &f);
+        }
+        break;
+      case Port::memory:
+        memory_footprint(m, where, word, &f);
+        break;
+      case Port::context:
+      case Port::context_pair:
+        f.context = true;
+        if (where >= 0x300 && where < 0x500) {
+          f.reg(long(where - 0x300) / 4);
+          if (port == Port::context_pair) f.reg(long(where - 0x300) / 4 + 1);
+        }
+        break;
+      case Port::register_write:
+        f.reg(long(where));
+        break;
+      case Port::load:
+        break;
+    }
+  }
+  for (size_t n = 0; n < 128; ++n) {
+    if (!f.regs[n]) FUZZ_CHECK(after.r[n] == before.r[n]);
+  }
+  bool changed = false;
+  for (size_t a = 0; a < kAliased; ++a) {
+    if (after.memory[a] == before.memory[a]) continue;
+    FUZZ_CHECK(f.bytes[a]);
+    changed = true;
+  }
+  if (changed) FUZZ_CHECK(after.write_occurred);
+  if (!f.context) {
+    FUZZ_CHECK(after.plane_mask == before.plane_mask);
+    FUZZ_CHECK(after.raster_op == before.raster_op);
+    FUZZ_CHECK(after.fill_mask == before.fill_mask);
+    if (port != Port::memory) FUZZ_CHECK(after.write_occurred == before.write_occurred);
+  }
+  if (port == Port::memory && ((word >> 19) & 0xF) == 0xA) {
+    FUZZ_CHECK(after.write_occurred == before.write_occurred);  // loads write nothing
+  }
+  if (port == Port::context && faults == 0) {
+    if (where == 0x010) FUZZ_CHECK(after.plane_mask == word);
+    if (where == 0x014) FUZZ_CHECK(after.raster_op == word);
+    if (where == 0x000) FUZZ_CHECK(after.fill_mask == word && !after.write_occurred);
+  }
+  if (port == Port::register_write) FUZZ_CHECK(after.r[where] == (where == 0 ? 0 : word));
+}
+
+// The alias addresses a memory word is stored at outside the buffer's interior.
+uint32_t edge_address(const Machine& m, uint8_t choice, uint32_t random) {
+  switch (choice % 8) {
+    case 0:
+      return m.base - 8;
+    case 1:
+      return m.base - kPage;
+    case 2:
+      return m.base + kAliased - 8;
+    case 3:
+      return m.base + kAliased;
+    case 4:
+      return m.base + kPage - 8;  // the last doubleword of the first page
+    case 5:
+      return 0;
+    case 6:
+      return 0xFFFFFFF8u;
+    default:
+      return random;
+  }
+}
+
+uint32_t context_offset(uint8_t choice, uint32_t random) {
+  switch (choice % 8) {
+    case 0:
+      return 0x000;
+    case 1:
+      return 0x010;
+    case 2:
+      return 0x014;
+    case 3:
+      return 0x020;
+    case 4:
+      return 0x024;
+    case 5:
+      return 0x300 + 4 * (random & 0x7F);
+    case 6:
+      return 0x300 + (random & 0x3FF);  // unaligned, and past the register file
+    default:
+      return random & 0xFFFF;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Machine& m = machine();
+  FuzzInput in(data, size);
+  const uint8_t flags = in.byte();
+  kxm::Config config;
+  config.deferred = (flags & 1) != 0;
+  kxm::configure(config);
+  size_t trace_lines = 0;
+  if (flags & 2) {
+    kxm::set_trace([&trace_lines](std::string_view line) {
+      FUZZ_CHECK(!line.empty() && line.size() < 64);
+      ++trace_lines;
+    });
+  }
+  m.reported = 0;
+  for (uint32_t a = 0; a < kAliased; ++a) m.aliased[a] = uint8_t(a * 37 + 11);
+
+  for (int record = 0; record < kMostRecords && !in.empty(); ++record) {
+    const uint8_t selector = in.byte();
+    const bool immediate = !config.deferred;
+    const State before = immediate ? snapshot(m) : State{};
+    const size_t held = kxm::pending();
+    switch (selector % 9) {
+      case 0: {  // a queue word
+        const uint32_t word = in.word();
+        kx_ctx_store32(m.ctx, 0x020, word);
+        if (immediate) check_arrival(m, before, Port::queue, 0, word, 0);
+        break;
+      }
+      case 1: {  // two queue words by a doubleword store
+        const uint32_t first = in.word(), second = in.word();
+        kx_ctx_store64(m.ctx, 0x020, first, second);
+        if (immediate) check_arrival(m, before, Port::queue_pair, 0, first, second);
+        break;
+      }
+      case 2:    // a memory word inside the buffer (any alignment), memory class forced
+      case 3: {  // or as it comes
+        const uint32_t address = m.base + (in.word() % kAliased);
+        uint32_t word = in.word();
+        if (selector % 9 == 2) word = (word & 0x0FFFFFFF) | 0x80000000;
+        kx_alias_store32(address, word);
+        if (immediate) check_arrival(m, before, Port::memory, address, word, 0);
+        break;
+      }
+      case 4: {  // a memory word at the buffer's edges or outside it
+        const uint8_t choice = in.byte();
+        const uint32_t address = edge_address(m, choice, in.word());
+        const uint32_t word = (in.word() & 0x0FFFFFFF) | 0x80000000;
+        kx_alias_store32(address, word);
+        if (immediate) check_arrival(m, before, Port::memory, address, word, 0);
+        break;
+      }
+      case 5: {  // a context store
+        const uint8_t choice = in.byte();
+        const uint32_t offset = context_offset(choice, in.word());
+        const uint32_t value = in.word();
+        const uint64_t faults = kxm::counters().faults;
+        kx_ctx_store32(m.ctx, offset, value);
+        if (immediate) {
+          const Port port = offset == 0x020 ? Port::queue : Port::context;
+          if (offset >= 0x300 && offset < 0x500 && offset % 4 == 0) {
+            check_arrival(m, before, Port::register_write, (offset - 0x300) / 4, value, 0);
+          } else {
+            check_arrival(m, before, port, offset, value, 0);
+          }
+        } else if (offset == 0x010 || offset == 0x014) {
+          // Under held words a plane-mask or raster-op write faults and still takes effect.
+          FUZZ_CHECK((offset == 0x010 ? kxm::plane_mask() : kxm::raster_op()) == value);
+          FUZZ_CHECK(kxm::counters().faults == faults + (held > 0 ? 1 : 0));
+        }
+        break;
+      }
+      case 6: {  // a doubleword context store
+        const uint8_t choice = in.byte();
+        const uint32_t offset = context_offset(choice, in.word()) & ~4u;
+        const uint32_t first = in.word(), second = in.word();
+        kx_ctx_store64(m.ctx, offset, first, second);
+        if (immediate) {
+          check_arrival(m, before, offset == 0x020 ? Port::queue_pair : Port::context_pair,
+                        offset, first, second);
+        }
+        break;
+      }
+      case 7: {  // a context load
+        const uint8_t choice = in.byte();
+        const uint32_t offset = context_offset(choice, in.word());
+        const uint32_t value = kx_ctx_load32(m.ctx, offset);
+        if (offset == 0x000) {
+          FUZZ_CHECK((value & ~0x8800u) == 0);
+          FUZZ_CHECK(((value & 0x8000) != 0) == (held > 0));
+          FUZZ_CHECK(kxm::pending() == 0);
+        }
+        if (offset == 0x300) FUZZ_CHECK(value == 0);
+        if (immediate) check_arrival(m, before, Port::load, offset, 0, 0);
+        break;
+      }
+      case 8: {  // a register write of a small value (an index or offset into the buffer),
+                 // or a drain
+        const uint8_t n = in.byte();
+        const uint32_t value = in.word();
+        if (n == 0xFF) {
+          kxm::drain();
+          FUZZ_CHECK(kxm::pending() == 0);
+          break;
+        }
+        kx_ctx_store32(m.ctx, 0x300 + 4u * (n & 0x7F), value % (kAliased + 64));
+        if (immediate) {
+          check_arrival(m, before, Port::register_write, n & 0x7F, value % (kAliased + 64), 0);
+        }
+        break;
+      }
+    }
+  }
+  kxm::drain();
+  FUZZ_CHECK(kxm::pending() == 0);
+  FUZZ_CHECK(kx_ctx_load32(m.ctx, 0x300) == 0);
+  FUZZ_CHECK(m.reported == kxm::counters().faults);
+  FUZZ_CHECK(kxm::faults().size() == std::min<uint64_t>(kxm::counters().faults, 4096));
+  for (uint32_t a = 0; a < kPage; ++a) {
+    FUZZ_CHECK(m.block[a] == 0xA5);
+    FUZZ_CHECK(m.block[kPage + kAliased + a] == 0xA5);
+  }
+  if (flags & 2) FUZZ_CHECK(trace_lines > 0 || size <= 1);
+  kxm::set_trace({});
+  return 0;
+}
