@@ -34,7 +34,7 @@ struct Result {
   bool read = false;
   unsigned width = 0, height = 0, bands = 0;
   int type = 0;
-  long long checksum = 0;
+  uint64_t checksum = 0;
 };
 
 Result check(ZelImage* image, const std::string& why, size_t size) {
@@ -58,7 +58,7 @@ Result check(ZelImage* image, const std::string& why, size_t size) {
       for (unsigned b = 0; b < result.bands; ++b) {
         const int v = image->getPixel(x, y, b);
         if (result.type == ZEL_UINT8) FUZZ_CHECK(v >= 0 && v <= 255);
-        result.checksum = result.checksum * 31 + v;
+        result.checksum = result.checksum * 31 + uint64_t(int64_t(v));
       }
     }
   }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -224,8 +225,13 @@ std::string parse_arguments(int argc, char** argv, Options* o) {
         }
       } else {
         std::vector<long> v;
-        if (!parse_ints(value, 4, &v) || v[2] < 0 || v[3] < 0) {
-          return std::string("--roi takes X,Y,W,H with W, H >= 0, not ") + value;
+        // The host's rectangles are ints, far edges included: a larger number would wrap.
+        const auto fits = [](long n) { return n >= INT_MIN && n <= INT_MAX; };
+        if (!parse_ints(value, 4, &v) || v[2] < 0 || v[3] < 0 ||
+            !std::all_of(v.begin(), v.end(), fits) || !fits(v[0] + v[2]) ||
+            !fits(v[1] + v[3])) {
+          return std::string("--roi takes X,Y,W,H with W, H >= 0 and X + W, Y + H within ") +
+                 std::to_string(INT_MAX) + ", not " + value;
         }
         o->has_roi = true;
         std::copy(v.begin(), v.end(), o->roi);
