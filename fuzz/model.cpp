@@ -302,11 +302,9 @@ void check_arrival(const Machine& m, const State& before, Port port, uint32_t wh
   for (size_t n = 0; n < 128; ++n) {
     if (!f.regs[n]) FUZZ_CHECK(after.r[n] == before.r[n]);
   }
-  bool changed = false;
-  for (size_t a = 0; a < kAliased; ++a) {
-    if (after.memory[a] == before.memory[a]) continue;
-    FUZZ_CHECK(f.bytes[a]);
-    changed = true;
+  const bool changed = std::memcmp(after.memory.data(), before.memory.data(), kAliased) != 0;
+  for (size_t a = 0; changed && a < kAliased; ++a) {
+    if (after.memory[a] != before.memory[a]) FUZZ_CHECK(f.bytes[a]);
   }
   if (changed) FUZZ_CHECK(after.write_occurred);
   if (!f.context) {
