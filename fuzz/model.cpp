@@ -17,11 +17,15 @@
 //   registers of its run (loads), a queue word its destination run (r2 for compares, the
 //   strided run for scatters), a register write its register; queue words and loads write
 //   no memory; a changed byte sets write-occurred;
+// - a queue word leaves exactly the registers a second reading of the queue forms gives
+//   (queue_reference, written from the instruction-set page), and faults exactly when that
+//   reading says it must;
 // - context words take what is stored to them, and the busy bit shows only with held words.
 #include <sys/mman.h>
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -176,6 +180,161 @@ void queue_footprint(uint32_t word, Footprint* f) {
   queue_destinations(word, f);
 }
 
+// ---- A second reading of the queue forms (docs/kx-isa.md 4), element by element, to hold
+// the model's results to: what a word leaves in the registers, or that it faults.
+
+int64_t sx(uint32_t v) {
+  return int32_t(v);
+}
+uint32_t sat(int64_t v) {
+  return uint32_t(int32_t(v < INT32_MIN ? INT32_MIN : v > INT32_MAX ? INT32_MAX : v));
+}
+int64_t floor_shift(int64_t v, int s) {  // arithmetic: toward minus infinity
+  return v >= 0 ? v >> s : -((-v + (int64_t{1} << s) - 1) >> s);
+}
+
+// The expected registers after a queue word, or false when it must fault.
+bool queue_reference(uint32_t word, const std::array<uint32_t, 128>& in, uint32_t rop,
+                     std::array<uint32_t, 128>* out) {
+  const uint32_t g = word >> 28, v = (word >> 21) & 7;
+  const int n = int((word >> 24) & 0xF) + 1;
+  const int A = int((word >> 14) & 0x7F), D = int((word >> 7) & 0x7F), B = int(word & 0x7F);
+  if (!queue_pair_defined(g, v)) return false;
+  const bool compare = g == 0xD && (v == 5 || v == 7);
+  const bool one_b = compare || (g == 0xA && v == 1) || (g == 0xB && v == 7);
+  const bool immediate = g == 0xC && (v & 1) && v != 7;
+  const bool funnel = g == 0xC && v == 7;
+  const bool scatter = g == 0xE && v == 2, gather = g == 0xE && v == 3;
+  if (compare && D != 0) return false;
+  if (funnel && B > 64) return false;
+  const int k = B >= 64 ? B - 128 : B;
+  // Runs: a field of 0 never advances; every other register named must be r1..r127.
+  auto fits = [](int first, int step, int count) {
+    if (first == 0) return true;
+    const int last = first + step * (count - 1);
+    return last >= 0 && last <= 127;
+  };
+  const int extra = funnel ? (B == 0 ? 0 : B <= 32 ? 1 : 2) : 0;
+  if (!fits(A, gather ? k : 1, n + extra)) return false;
+  if (!fits(D, scatter ? k : 1, compare ? 1 : n)) return false;
+  if (!one_b && !immediate && !funnel && !scatter && !gather && !fits(B, 1, n)) return false;
+
+  auto r = [&](int first, int i) { return first == 0 ? 0u : in[size_t(first + i)]; };
+  const int64_t r1 = sx(in[1]);
+  uint32_t result[16];
+  uint32_t mask = 0;
+  for (int i = 0; i < n; ++i) {
+    const uint32_t a = gather ? r(A, k * i) : r(A, i);
+    const uint32_t b = one_b                                        ? in[size_t(B)]
+                       : (immediate || funnel || scatter || gather) ? uint32_t(B)
+                                                                    : r(B, i);
+    const bool cond = (in[2] >> (31 - i) & 1) != 0;
+    uint32_t x = 0;
+    switch (g << 3 | v) {
+      case 0xA << 3 | 0:
+      case 0xA << 3 | 1:
+        x = sat(sx(a) + sx(b));
+        break;
+      case 0xA << 3 | 4:
+      case 0xA << 3 | 5:
+        x = sat(sx(a) - sx(b));
+        break;
+      case 0xA << 3 | 7:
+        x = sat(sx(a) > sx(b) ? sx(a) - sx(b) : sx(b) - sx(a));
+        break;
+      case 0x0 << 3 | 0:
+        x = sat(sx(a) * sx(b));
+        break;
+      case 0x0 << 3 | 2:
+      case 0x4 << 3 | 2:
+        x = sat(sx(a) * r1 + sx(b));
+        break;
+      case 0x0 << 3 | 6:
+        x = sat(floor_shift(sx(a) * r1 + sx(b), 8));
+        break;
+      case 0x1 << 3 | 0:
+        x = sat(floor_shift(sx(a) * sx(b), 8));
+        break;
+      case 0x1 << 3 | 2:
+      case 0x1 << 3 | 6:
+        x = sat(floor_shift(sx(a) * r1, 8) + sx(b));
+        break;
+      case 0x3 << 3 | 0:
+        x = sat(floor_shift(sx(a) * sx(b), 16));
+        break;
+      case 0x3 << 3 | 2:
+        x = sat(floor_shift(sx(a) * r1, 16) + sx(b));
+        break;
+      case 0xD << 3 | 0:
+        x = uint32_t(std::min(sx(a), sx(b)));
+        break;
+      case 0xD << 3 | 4:
+        x = uint32_t(std::max(sx(a), sx(b)));
+        break;
+      case 0xD << 3 | 5:
+        mask |= uint32_t(sx(a) < sx(b)) << (31 - i);
+        break;
+      case 0xD << 3 | 7:
+        mask |= uint32_t(sx(a) > sx(b)) << (31 - i);
+        break;
+      case 0x9 << 3 | 1:
+        for (int bit = 0; bit < 32; ++bit) {
+          const uint32_t index = ((a >> bit) & 1) * 2 + ((b >> bit) & 1);
+          x |= ((rop >> index) & 1) << bit;
+        }
+        break;
+      case 0x9 << 3 | 6:
+        x = cond ? b : a;
+        break;
+      case 0xB << 3 | 6:
+      case 0xB << 3 | 7:
+        x = a | b;
+        break;
+      case 0xB << 3 | 4:
+        x = a ^ b;
+        break;
+      case 0xC << 3 | 0:
+      case 0xC << 3 | 1:
+        x = b >= 32 ? 0 : a >> b;
+        break;
+      case 0xC << 3 | 2:
+      case 0xC << 3 | 3:
+        x = uint32_t(int32_t(a) >> (b >= 32 ? 31 : b));
+        break;
+      case 0xC << 3 | 4:
+      case 0xC << 3 | 5:
+        x = b >= 32 ? 0 : a << b;
+        break;
+      case 0xC << 3 | 7: {  // bits s..s+31 of A+i : A+i+1 : A+i+2, bit 0 the leftmost
+        const uint32_t words[3] = {a, B > 0 ? r(A, i + 1) : 0, B > 32 ? r(A, i + 2) : 0};
+        for (int bit = 0; bit < 32; ++bit) {
+          const int at = B + bit;  // from the left of the 96 bits
+          x |= ((words[at / 32] >> (31 - at % 32)) & 1) << (31 - bit);
+        }
+        break;
+      }
+      case 0xE << 3 | 2:
+      case 0xE << 3 | 3:
+        x = a;
+        break;
+      default:
+        FUZZ_CHECK(false);
+    }
+    result[i] = x;
+  }
+  *out = in;
+  if (compare) {
+    (*out)[2] = mask;
+  } else if (D != 0) {
+    for (int i = 0; i < n; ++i) {
+      const int target = D + (scatter ? k : 1) * i;
+      if (target != 0) (*out)[size_t(target)] = result[i];
+    }
+  }
+  (*out)[0] = 0;
+  return true;
+}
+
 // Whether an operation takes a type code: the table of memory operations.
 bool memory_type_defined(uint32_t operation, uint32_t code, bool indexed) {
   const bool unscaled = code == 0x00 || code == 0x08 || code == 0x10 || code == 0x18 ||
@@ -265,12 +424,20 @@ void check_arrival(const Machine& m, const State& before, Port port, uint32_t wh
   const State after = snapshot(m);
   const uint64_t faults = after.faults - before.faults;
   FUZZ_CHECK(faults <= (port == Port::queue_pair ? 2u : 1u));
+  if (port == Port::queue && faults == 1) {
+    std::array<uint32_t, 128> unused;
+    FUZZ_CHECK(!queue_reference(word, before.r, before.raster_op, &unused));
+  }
   Footprint f;
   if (faults == 0 || port == Port::queue_pair) {
     switch (port) {
-      case Port::queue:
+      case Port::queue: {
         queue_footprint(word, &f);
+        std::array<uint32_t, 128> expected;
+        FUZZ_CHECK(queue_reference(word, before.r, before.raster_op, &expected));
+        FUZZ_CHECK(after.r == expected);
         break;
+      }
       case Port::queue_pair:
         // Each half either faulted or wrote its run; the footprint is their union.
         if (faults == 0) {
