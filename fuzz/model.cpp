@@ -17,9 +17,10 @@
 //   registers of its run (loads), a queue word its destination run (r2 for compares, the
 //   strided run for scatters), a register write its register; queue words and loads write
 //   no memory; a changed byte sets write-occurred;
-// - a queue word leaves exactly the registers a second reading of the queue forms gives
-//   (queue_reference, written from the instruction-set page), and faults exactly when that
-//   reading says it must;
+// - in immediate mode, a queue or memory word leaves exactly the registers, bytes and
+//   write-occurred bit a second reading of the instruction-set page gives
+//   (queue_reference, memory_reference: element by element, with the plane and fill masks),
+//   and raises exactly the fault that reading names;
 // - context words take what is stored to them, and the busy bit shows only with held words.
 #include <sys/mman.h>
 
@@ -193,20 +194,20 @@ int64_t floor_shift(int64_t v, int s) {  // arithmetic: toward minus infinity
   return v >= 0 ? v >> s : -((-v + (int64_t{1} << s) - 1) >> s);
 }
 
-// The expected registers after a queue word, or false when it must fault.
-bool queue_reference(uint32_t word, const std::array<uint32_t, 128>& in, uint32_t rop,
-                     std::array<uint32_t, 128>* out) {
+// The expected registers after a queue word, or the kind of fault it must raise.
+const char* queue_reference(uint32_t word, const std::array<uint32_t, 128>& in, uint32_t rop,
+                            std::array<uint32_t, 128>* out) {
   const uint32_t g = word >> 28, v = (word >> 21) & 7;
   const int n = int((word >> 24) & 0xF) + 1;
   const int A = int((word >> 14) & 0x7F), D = int((word >> 7) & 0x7F), B = int(word & 0x7F);
-  if (!queue_pair_defined(g, v)) return false;
+  if (!queue_pair_defined(g, v)) return "undefined";
   const bool compare = g == 0xD && (v == 5 || v == 7);
   const bool one_b = compare || (g == 0xA && v == 1) || (g == 0xB && v == 7);
   const bool immediate = g == 0xC && (v & 1) && v != 7;
   const bool funnel = g == 0xC && v == 7;
   const bool scatter = g == 0xE && v == 2, gather = g == 0xE && v == 3;
-  if (compare && D != 0) return false;
-  if (funnel && B > 64) return false;
+  if (compare && D != 0) return "undefined";
+  if (funnel && B > 64) return "undefined";
   const int k = B >= 64 ? B - 128 : B;
   // Runs: a field of 0 never advances; every other register named must be r1..r127.
   auto fits = [](int first, int step, int count) {
@@ -215,9 +216,10 @@ bool queue_reference(uint32_t word, const std::array<uint32_t, 128>& in, uint32_
     return last >= 0 && last <= 127;
   };
   const int extra = funnel ? (B == 0 ? 0 : B <= 32 ? 1 : 2) : 0;
-  if (!fits(A, gather ? k : 1, n + extra)) return false;
-  if (!fits(D, scatter ? k : 1, compare ? 1 : n)) return false;
-  if (!one_b && !immediate && !funnel && !scatter && !gather && !fits(B, 1, n)) return false;
+  if (!fits(A, gather ? k : 1, n + extra)) return "register-run";
+  if (!fits(D, scatter ? k : 1, compare ? 1 : n)) return "register-run";
+  if (!one_b && !immediate && !funnel && !scatter && !gather && !fits(B, 1, n))
+    return "register-run";
 
   auto r = [&](int first, int i) { return first == 0 ? 0u : in[size_t(first + i)]; };
   const int64_t r1 = sx(in[1]);
@@ -332,7 +334,7 @@ bool queue_reference(uint32_t word, const std::array<uint32_t, 128>& in, uint32_
     }
   }
   (*out)[0] = 0;
-  return true;
+  return nullptr;
 }
 
 // Whether an operation takes a type code: the table of memory operations.
@@ -342,6 +344,7 @@ bool memory_type_defined(uint32_t operation, uint32_t code, bool indexed) {
   const bool packed = code == 0x1F;
   const bool bytes =
       code <= 0x02 || code == 0x08 || code == 0x09 || (code >= 0x10 && code <= 0x12);
+  if (indexed && operation != 0xA) return false;  // only loads are indexed
   switch (operation) {
     case 0xA:  // loads; indexed: SL_T8, SL_T16R, SL_T32, SL_T16
       return indexed ? code == 0x00 || code == 0x18 || code == 0x1B || code == 0x1C : unscaled;
@@ -416,6 +419,187 @@ void memory_footprint(const Machine& m, uint32_t address, uint32_t word, Footpri
   for (long i = 0; i < n; ++i) f->memory(m, A + uint64_t(i) * stride, size);
 }
 
+// ---- A second reading of the memory-reference words (docs/kx-isa.md 1.4, 3).
+
+struct Expected {
+  std::array<uint32_t, 128> r;
+  std::array<uint8_t, kAliased> memory;
+  bool write_occurred;
+};
+
+// Base type of a type code: element stride and size, sub-field; stride 0 when undefined.
+struct TypeCode {
+  uint32_t stride = 0, size = 0;
+  int t = 0;
+  char base = '?';  // '8' T8, 'c' T4C, 'l' T32C (a lane), 'r' T16R, 'w' T32, 's' T16, 'p' T8P
+};
+
+TypeCode type_code(uint32_t code) {
+  if (code <= 0x02) return {1, 1, int(code), '8'};
+  if (code == 0x08 || code == 0x09) return {4, 4, int(code - 0x08), 'c'};
+  if (code >= 0x10 && code <= 0x12) return {4, 1, int(code - 0x10), 'l'};
+  if (code >= 0x18 && code <= 0x1A) return {2, 2, int(code - 0x18), 'r'};
+  if (code == 0x1B) return {4, 4, 0, 'w'};
+  if (code >= 0x1C && code <= 0x1E) return {2, 2, int(code - 0x1C), 's'};
+  if (code == 0x1F) return {1, 1, 0, 'p'};
+  return {};
+}
+
+uint8_t lane_of(uint32_t value, uint32_t address) {  // lane address & 3, lane 0 the top byte
+  return uint8_t(value >> (24 - 8 * (address & 3)));
+}
+
+// The expected state after a memory word stored at `address`, or the kind of its fault.
+const char* memory_reference(const Machine& m, uint32_t address, uint32_t word,
+                             const State& before, Expected* e) {
+  if (address % 8 != 0) return "misaligned-issue";
+  const uint32_t op = (word >> 19) & 0xF, code = (word >> 14) & 0x1F, low = word & 0x7F;
+  const int n = int((word >> 23) & 0x1F) + 1;
+  const int R = int((word >> 7) & 0x7F);
+  const bool indexed = (low & 0x78) != 0;
+  const TypeCode type = type_code(code);
+  if (word >> 28 != 0x8 || type.stride == 0 || !memory_type_defined(op, code, indexed))
+    return "undefined";
+  auto mapped = [&](uint64_t a) { return a >= m.base && a < uint64_t{m.base} + kAliased; };
+  auto at = [&](uint64_t a) -> uint8_t& { return e->memory[size_t(a - m.base)]; };
+  auto fits = [](int first, uint64_t count) { return first == 0 || first + count <= 128; };
+  const auto& r = before.r;
+  auto set = [&](int reg, uint32_t value) {
+    if (reg != 0) e->r[size_t(reg)] = value;
+  };
+  // One element of a load from byte address a.
+  auto element = [&](uint64_t a) -> uint32_t {
+    const uint8_t* p = &before.memory[size_t(a - m.base)];
+    uint16_t half;
+    std::memcpy(&half, p, 2 <= kAliased - size_t(a - m.base) ? 2 : 1);
+    switch (type.base) {
+      case 'r':
+        return half;
+      case 's':
+        return uint32_t(int32_t(int16_t(half)));
+      case 'w':
+        return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
+      default:
+        return p[0];
+    }
+  };
+
+  if (indexed) {  // table T = address, element i at T + r(X + i)
+    const int X = int(low);
+    if (!fits(R, uint64_t(n)) || !fits(X, uint64_t(n))) return "register-run";
+    if (!mapped(address)) return "unaliased";
+    uint32_t values[32];
+    for (int i = 0; i < n; ++i) {
+      const uint32_t a = address + r[size_t(X + i)];
+      if (!mapped(a) || (a & 0xFFF) + type.size > 4096) return "unaliased";
+      values[i] = element(a);
+    }
+    for (int i = 0; i < n && R != 0; ++i) set(R + i, values[i]);
+    return nullptr;
+  }
+
+  const uint64_t A = uint64_t{address} | low;
+  const bool fill = op == 0x8 || op == 0x9;
+  const uint64_t registers = fill               ? 2
+                             : type.base == 'c' ? 4 * uint64_t(n)
+                             : type.base == 'p' ? ((A + uint64_t(n) - 1) >> 2) - (A >> 2) + 1
+                                                : uint64_t(n);
+  if (!fits(R, registers)) return "register-run";
+  if (!mapped(A)) return "unaliased";
+  const uint64_t last = A + uint64_t(n - 1) * type.stride + type.size - 1;
+  if ((A >> 12) != (last >> 12)) return "page-crossing";
+
+  // The register holding byte a of a packed run.
+  auto packed_reg = [&](uint64_t a) { return R == 0 ? 0 : R + int((a >> 2) - (A >> 2)); };
+  if (op == 0xA) {
+    for (int i = 0; i < n && R != 0; ++i) {
+      const uint64_t a = A + uint64_t(i) * type.stride;
+      if (type.base == 'c') {
+        for (int k = 0; k < 4; ++k) set(R + 4 * i + k, at(a + uint64_t(k)));
+      } else if (type.base == 'p') {
+        const int reg = packed_reg(a);
+        const uint32_t shift = 24 - 8 * uint32_t(a & 3);
+        set(reg, (e->r[size_t(reg)] & ~(0xFFu << shift)) | uint32_t(at(a)) << shift);
+      } else {
+        set(R + i, element(a));
+      }
+    }
+    return nullptr;
+  }
+
+  // Stores and fills: each byte through its mask.
+  const bool pixel_lanes = type.base == 'w' || type.base == 'c' || type.base == 'l';
+  const uint32_t plane = pixel_lanes ? before.plane_mask : 0xFFFFFFFF;
+  const uint32_t fill_bits = op == 0x9 && before.fill_mask != 0 ? before.fill_mask : 0xFFFFFFFF;
+  auto put = [&](uint64_t a, uint32_t value) {
+    const uint8_t mask = uint8_t(lane_of(plane, uint32_t(a)) & lane_of(fill_bits, uint32_t(a)));
+    if (mask == 0) return;
+    at(a) = uint8_t((at(a) & ~mask) | (value & mask));
+    e->write_occurred = true;
+  };
+  auto put_element = [&](uint64_t a, uint32_t value) {
+    if (type.size == 1) {
+      put(a, value);
+    } else if (type.size == 2) {
+      const uint16_t half = uint16_t(value);
+      uint8_t bytes[2];
+      std::memcpy(bytes, &half, 2);
+      put(a, bytes[0]);
+      put(a + 1, bytes[1]);
+    } else {
+      for (uint32_t k = 0; k < 4; ++k) put(a + k, lane_of(value, k));
+    }
+  };
+  if (fill) {
+    const uint64_t P = R == 0 ? 0 : uint64_t{r[size_t(R)]} << 32 | r[size_t(R + 1)];
+    auto pattern_byte = [&](uint64_t a) { return uint32_t(P >> (56 - 8 * (a & 7))) & 0xFF; };
+    for (int i = 0; i < n; ++i) {
+      const uint64_t a = A + uint64_t(i) * type.stride;
+      if (type.base == 'r' || type.base == 's') {
+        put_element(a, uint32_t(P >> (48 - 8 * (a & 6))) & 0xFFFF);
+      } else if (type.base == 'w') {
+        put_element(a, uint32_t(P >> (32 - 8 * (a & 4))));
+      } else if (type.base == 'c') {
+        for (uint64_t k = 0; k < 4; ++k) put(a + k, pattern_byte(a + k));
+      } else {
+        put(a, pattern_byte(a));
+      }
+    }
+    return nullptr;
+  }
+  // The value one element is written as.
+  auto shaped = [&](int32_t v) -> uint32_t {
+    const int32_t scaled = v >> (8 * type.t);
+    switch (op) {
+      case 0x0:
+        return uint32_t(scaled);
+      case 0x2:
+        if (type.base == 's') return uint32_t(std::clamp(scaled, -32768, 32767));
+        if (type.base == 'r') return uint32_t(std::clamp(scaled, 0, 65535));
+        if (type.base == 'w') return uint32_t(scaled);
+        return uint32_t(std::clamp(scaled, 0, 255));
+      case 0x3:
+        return uint32_t(std::clamp(v, 0, 255));
+      default:  // st1, and the masked stores
+        return uint32_t(v);
+    }
+  };
+  auto reg_value = [&](int reg) { return int32_t(reg == 0 ? 0 : r[size_t(reg)]); };
+  for (int i = 0; i < n; ++i) {
+    if ((op == 0x4 || op == 0x5) && (r[2] >> (31 - i) & 1) == 0) continue;
+    const uint64_t a = A + uint64_t(i) * type.stride;
+    if (type.base == 'c') {
+      for (int k = 0; k < 4; ++k)
+        put(a + uint64_t(k), shaped(reg_value(R == 0 ? 0 : R + 4 * i + k)));
+    } else if (type.base == 'p') {
+      put(a, shaped(int32_t(lane_of(uint32_t(reg_value(packed_reg(a))), uint32_t(a)))));
+    } else {
+      put_element(a, shaped(reg_value(R == 0 ? 0 : R + i)));
+    }
+  }
+  return nullptr;
+}
+
 enum class Port { queue, queue_pair, memory, context, context_pair, load, register_write };
 
 // Checks one arrival in immediate mode against the state before it.
@@ -424,20 +608,36 @@ void check_arrival(const Machine& m, const State& before, Port port, uint32_t wh
   const State after = snapshot(m);
   const uint64_t faults = after.faults - before.faults;
   FUZZ_CHECK(faults <= (port == Port::queue_pair ? 2u : 1u));
-  if (port == Port::queue && faults == 1) {
-    std::array<uint32_t, 128> unused;
-    FUZZ_CHECK(!queue_reference(word, before.r, before.raster_op, &unused));
+  // The model against the second reading: the same fault, or the same registers, memory
+  // and write-occurred.
+  if (port == Port::queue || port == Port::memory) {
+    Expected e{before.r, before.memory, before.write_occurred};
+    const char* fault = port == Port::queue
+                            ? queue_reference(word, before.r, before.raster_op, &e.r)
+                            : memory_reference(m, where, word, before, &e);
+    const std::string raised = faults == 0             ? "none"
+                               : kxm::faults().empty() ? "?"
+                                                       : kxm::faults().back().kind;
+    if (raised != (fault != nullptr ? fault : "none") && kxm::faults().size() < 4096) {
+      std::fprintf(stderr, "word 0x%08x at 0x%08x (buffer at 0x%08x): model %s, reading %s\n",
+                   word, where, m.base, raised.c_str(), fault != nullptr ? fault : "none");
+    }
+    FUZZ_CHECK(faults == (fault != nullptr ? 1u : 0u));
+    if (fault != nullptr) {
+      FUZZ_CHECK(kxm::faults().empty() || kxm::faults().size() >= 4096 ||
+                 kxm::faults().back().kind == fault);
+    } else {
+      FUZZ_CHECK(after.r == e.r);
+      FUZZ_CHECK(after.memory == e.memory);
+      FUZZ_CHECK(after.write_occurred == e.write_occurred);
+    }
   }
   Footprint f;
   if (faults == 0 || port == Port::queue_pair) {
     switch (port) {
-      case Port::queue: {
+      case Port::queue:
         queue_footprint(word, &f);
-        std::array<uint32_t, 128> expected;
-        FUZZ_CHECK(queue_reference(word, before.r, before.raster_op, &expected));
-        FUZZ_CHECK(after.r == expected);
         break;
-      }
       case Port::queue_pair:
         // Each half either faulted or wrote its run; the footprint is their union.
         if (faults == 0) {
