@@ -1,12 +1,14 @@
 // Fuzz target: kxrun's command line and option texts (tools/kxrun/parse.h).
 //
 // The input split at NUL bytes is an argument vector after "kxrun"; each argument is also
-// given to the list parsers, and the whole input to the table parser (its first byte picks
-// 8- or 16-bit entries). What must hold: a refusal has a one-line reason; accepted lists have
-// the count asked for and finite values; an accepted region is a rectangle the host can hold
-// (every field, and both far edges, within int, sides not negative); an accepted table has
-// 1, 3 or 4 values an entry, every value in range, at most kMostTableEntries entries and an
-// offset within -32768..32767.
+// given to the list and point parsers, and the whole input to the table and brush parsers
+// (its first byte picks 8- or 16-bit table entries). What must hold: a refusal has a
+// one-line reason; accepted lists have the count asked for and finite values; points come
+// in pairs of finite numbers; an accepted region is a rectangle the host can hold (every
+// field, and both far edges, within int, sides not negative); an accepted table has 1, 3 or
+// 4 values an entry, every value in range, at most kMostTableEntries entries and an offset
+// within -32768..32767; an accepted brush has sides 1..1024, a key within -32768..32767 and
+// as many finite weights as its sides say.
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -65,6 +67,29 @@ void check_lists(const std::string& text) {
   }
 }
 
+void check_points(const std::string& text) {
+  std::vector<float> points;
+  if (!parse_points(text.c_str(), &points)) return;
+  FUZZ_CHECK(!points.empty() && points.size() % 2 == 0);
+  for (float v : points) FUZZ_CHECK(std::isfinite(v));
+}
+
+void check_brush(const std::string& text) {
+  std::istringstream in(text);
+  BrushText brush;
+  std::string why;
+  if (!parse_brush(in, &brush, &why)) {
+    one_line(why);
+    return;
+  }
+  FUZZ_CHECK(brush.width >= 1 && brush.width <= 1024 && brush.height >= 1 &&
+             brush.height <= 1024);
+  FUZZ_CHECK(brush.key_x >= -32768 && brush.key_x <= 32767 && brush.key_y >= -32768 &&
+             brush.key_y <= 32767);
+  FUZZ_CHECK(brush.weights.size() == size_t(brush.width) * size_t(brush.height));
+  for (float w : brush.weights) FUZZ_CHECK(std::isfinite(w));
+}
+
 void check_table(const std::string& text, bool wide) {
   const int lowest = wide ? -32768 : 0, highest = wide ? 32767 : 255;
   std::istringstream in(text);
@@ -94,7 +119,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
   check_arguments(words);
-  for (const std::string& w : words) check_lists(w);
+  for (const std::string& w : words) {
+    check_lists(w);
+    check_points(w);
+  }
   check_table(size > 0 ? text.substr(1) : text, size > 0 && (data[0] & 1) != 0);
+  check_brush(text);
   return 0;
 }

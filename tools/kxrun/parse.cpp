@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
@@ -131,6 +132,15 @@ bool parse_table(std::istream& in, int lowest, int highest, LookupTable* table,
   return true;
 }
 
+namespace {
+
+// Brushes and points are floats: a larger number would become infinite.
+bool fits_float(double v) {
+  return std::isfinite(v) && std::fabs(v) <= double(FLT_MAX);
+}
+
+}  // namespace
+
 bool parse_brush(std::istream& in, BrushText* brush, std::string* why) {
   *brush = BrushText{};
   std::vector<double> numbers;
@@ -146,8 +156,8 @@ bool parse_brush(std::istream& in, BrushText* brush, std::string* why) {
     while (words >> word) {
       char* end = nullptr;
       const double v = std::strtod(word.c_str(), &end);
-      if (*end != '\0' || !std::isfinite(v)) {
-        *why = "\"" + word + "\" is not a number";
+      if (*end != '\0' || !fits_float(v)) {
+        *why = "\"" + word + "\" is not a number a float holds";
         return false;
       }
       if (numbers.size() > kMostWeights + 4) {
@@ -192,7 +202,8 @@ bool parse_points(const char* text, std::vector<float>* out) {
   while (true) {
     const size_t end = std::min(all.find(';', start), all.size());
     std::vector<double> xy;
-    if (!parse_numbers(all.substr(start, end - start).c_str(), 2, &xy) || xy.size() != 2) {
+    if (!parse_numbers(all.substr(start, end - start).c_str(), 2, &xy) || xy.size() != 2 ||
+        !fits_float(xy[0]) || !fits_float(xy[1])) {
       return false;
     }
     out->push_back(float(xy[0]));

@@ -59,13 +59,14 @@ bool parse_table(std::istream& in, int lowest, int highest, LookupTable* table,
 
 // A brush as a text: "W H KEYX KEYY", then W x H weights row by row, separated by spaces,
 // commas or line ends; '#' starts a comment to the end of its line. W and H in 1..1024, the
-// key in -32768..32767, weights finite numbers (the operation decides which it takes).
+// key in -32768..32767, weights finite numbers a float holds (the operation decides which
+// it takes).
 struct BrushText {
   int width = 0, height = 0, key_x = 0, key_y = 0;
   std::vector<float> weights;
 };
 bool parse_brush(std::istream& in, BrushText* brush, std::string* why);
-// "X,Y;X,Y;..." into x, y pairs of finite numbers (at least one point).
+// "X,Y;X,Y;..." into x, y pairs of finite numbers a float holds (at least one point).
 bool parse_points(const char* text, std::vector<float>* out);
 
 #endif
