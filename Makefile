@@ -28,3 +28,8 @@ test-be: build-be
 
 clean:
 	rm -rf $(BUILD) build-sanitize $(BE_BUILD)
+
+# libFuzzer with clang++ into build-fuzz/: every target for FUZZ_SECONDS (default 60) each.
+.PHONY: fuzz
+fuzz:
+	scripts/fuzz.sh

@@ -114,103 +114,6 @@ int fail(const std::string& reason) {
   return 1;
 }
 
-// The parameter options, by name; each holds the numbers given.
-const char* const kParamOptions[] = {"--const",  "--value",     "--scale", "--offset",
-                                     "--matrix", "--threshold", "--color"};
-
-struct Options {
-  std::string operation;
-  std::vector<std::string> inputs;
-  std::string output;
-  bool has_roi = false;
-  long roi[4] = {0, 0, 0, 0};
-  bool host_only = false;
-  bool no_fallback = false;
-  std::string trace;  // "-": standard output
-  bool disasm = false;
-  bool stats = false;
-  std::map<std::string, std::vector<double>> params;
-  std::map<std::string, std::string> texts;  // --table, --from, --to
-  std::vector<std::string> kernels, edges;   // --kernel and --edge, in order
-  Sample16 samples = Sample16::wrap;
-};
-
-// Options that take a file name or a word.
-const char* const kTextOptions[] = {"--table", "--from", "--to", "--brush", "--points"};
-
-// Returns an empty string, or the reason the arguments are bad.
-std::string parse(int argc, char** argv, Options* o) {
-  o->operation = argv[1];
-  for (int i = 2; i < argc; ++i) {
-    const std::string arg = argv[i];
-    const bool has_value = i + 1 < argc;
-    if (arg == "-o" || arg == "--roi" || arg == "--device" || arg == "--trace") {
-      if (!has_value) return arg + " needs a value";
-      const char* value = argv[++i];
-      if (arg == "-o") {
-        o->output = value;
-      } else if (arg == "--trace") {
-        o->trace = value;
-      } else if (arg == "--device") {
-        if (std::strcmp(value, "kx") == 0) {
-          o->host_only = false;
-        } else if (std::strcmp(value, "host") == 0) {
-          o->host_only = true;
-        } else {
-          return std::string("--device takes kx or host, not ") + value;
-        }
-      } else {
-        std::vector<long> v;
-        if (!parse_ints(value, 4, &v) || v[2] < 0 || v[3] < 0) {
-          return std::string("--roi takes X,Y,W,H with W, H >= 0, not ") + value;
-        }
-        o->has_roi = true;
-        std::copy(v.begin(), v.end(), o->roi);
-      }
-    } else if (std::find(std::begin(kParamOptions), std::end(kParamOptions), arg) !=
-               std::end(kParamOptions)) {
-      if (!has_value) return arg + " needs a value";
-      const size_t most = arg == "--matrix" ? 12 : arg == "--threshold" ? 3 : 4;
-      std::vector<double> v;
-      if (!parse_numbers(argv[++i], most, &v)) {
-        return arg + " takes up to " + std::to_string(most) + " comma-separated numbers, not " +
-               argv[i];
-      }
-      o->params[arg] = v;
-    } else if (std::find(std::begin(kTextOptions), std::end(kTextOptions), arg) !=
-               std::end(kTextOptions)) {
-      if (!has_value) return arg + " needs a value";
-      o->texts[arg] = argv[++i];
-    } else if (arg == "--kernel" || arg == "--edge") {
-      if (!has_value) return arg + " needs a value";
-      (arg == "--kernel" ? o->kernels : o->edges).push_back(argv[++i]);
-    } else if (arg == "--sample16") {
-      if (!has_value) return arg + " needs a value";
-      const std::string value = argv[++i];
-      if (value == "wrap") {
-        o->samples = Sample16::wrap;
-      } else if (value == "offset") {
-        o->samples = Sample16::offset;
-      } else if (value == "clamp") {
-        o->samples = Sample16::clamp;
-      } else {
-        return "--sample16 takes wrap, offset or clamp, not " + value;
-      }
-    } else if (arg == "--disasm") {
-      o->disasm = true;
-    } else if (arg == "--no-fallback") {
-      o->no_fallback = true;
-    } else if (arg == "--stats") {
-      o->stats = true;
-    } else if (arg.size() > 1 && arg[0] == '-') {
-      return "unknown option " + arg;
-    } else {
-      o->inputs.push_back(arg);
-    }
-  }
-  return "";
-}
-
 void print_stats() {
   const kxm::Counters& c = kxm::counters();
   std::fprintf(stderr,
@@ -514,7 +417,7 @@ std::string colour_sides(const Options& o, Sides* sides) {
 
 int run_operation(int argc, char** argv) {
   Options o;
-  const std::string bad = parse(argc, argv, &o);
+  const std::string bad = parse_arguments(argc, argv, &o);
   if (!bad.empty()) return fail(bad);
 
   const ZelOperationInfo* info = zel_operation_info(o.operation.c_str());

@@ -3,8 +3,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cfloat>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
+#include <iterator>
 #include <sstream>
 
 bool parse_ints(const char* text, size_t count, std::vector<long>* out) {
@@ -128,6 +132,15 @@ bool parse_table(std::istream& in, int lowest, int highest, LookupTable* table,
   return true;
 }
 
+namespace {
+
+// Brushes and points are floats: a larger number would become infinite.
+bool fits_float(double v) {
+  return std::isfinite(v) && std::fabs(v) <= double(FLT_MAX);
+}
+
+}  // namespace
+
 bool parse_weights(std::istream& in, const char* what, BrushText* brush, std::string* why) {
   *brush = BrushText{};
   std::vector<double> numbers;
@@ -143,8 +156,8 @@ bool parse_weights(std::istream& in, const char* what, BrushText* brush, std::st
     while (words >> word) {
       char* end = nullptr;
       const double v = std::strtod(word.c_str(), &end);
-      if (*end != '\0' || !std::isfinite(v)) {
-        *why = "\"" + word + "\" is not a number";
+      if (*end != '\0' || !fits_float(v)) {
+        *why = "\"" + word + "\" is not a number a float holds";
         return false;
       }
       if (numbers.size() > kMostWeights + 4) {
@@ -189,7 +202,8 @@ bool parse_points(const char* text, std::vector<float>* out) {
   while (true) {
     const size_t end = std::min(all.find(';', start), all.size());
     std::vector<double> xy;
-    if (!parse_numbers(all.substr(start, end - start).c_str(), 2, &xy) || xy.size() != 2) {
+    if (!parse_numbers(all.substr(start, end - start).c_str(), 2, &xy) || xy.size() != 2 ||
+        !fits_float(xy[0]) || !fits_float(xy[1])) {
       return false;
     }
     out->push_back(float(xy[0]));
@@ -202,4 +216,81 @@ bool parse_points(const char* text, std::vector<float>* out) {
 
 bool parse_brush(std::istream& in, BrushText* brush, std::string* why) {
   return parse_weights(in, "brush", brush, why);
+}
+
+std::string parse_arguments(int argc, char** argv, Options* o) {
+  o->operation = argv[1];
+  for (int i = 2; i < argc; ++i) {
+    const std::string arg = argv[i];
+    const bool has_value = i + 1 < argc;
+    if (arg == "-o" || arg == "--roi" || arg == "--device" || arg == "--trace") {
+      if (!has_value) return arg + " needs a value";
+      const char* value = argv[++i];
+      if (arg == "-o") {
+        o->output = value;
+      } else if (arg == "--trace") {
+        o->trace = value;
+      } else if (arg == "--device") {
+        if (std::strcmp(value, "kx") == 0) {
+          o->host_only = false;
+        } else if (std::strcmp(value, "host") == 0) {
+          o->host_only = true;
+        } else {
+          return std::string("--device takes kx or host, not ") + value;
+        }
+      } else {
+        std::vector<long> v;
+        // The host's rectangles are ints, far edges included: a larger number would wrap.
+        const auto fits = [](long n) { return n >= INT_MIN && n <= INT_MAX; };
+        if (!parse_ints(value, 4, &v) || v[2] < 0 || v[3] < 0 ||
+            !std::all_of(v.begin(), v.end(), fits) || !fits(v[0] + v[2]) ||
+            !fits(v[1] + v[3])) {
+          return std::string("--roi takes X,Y,W,H with W, H >= 0 and X + W, Y + H within ") +
+                 std::to_string(INT_MAX) + ", not " + value;
+        }
+        o->has_roi = true;
+        std::copy(v.begin(), v.end(), o->roi);
+      }
+    } else if (std::find(std::begin(kParamOptions), std::end(kParamOptions), arg) !=
+               std::end(kParamOptions)) {
+      if (!has_value) return arg + " needs a value";
+      const size_t most = arg == "--matrix" ? 12 : arg == "--threshold" ? 3 : 4;
+      std::vector<double> v;
+      if (!parse_numbers(argv[++i], most, &v)) {
+        return arg + " takes up to " + std::to_string(most) + " comma-separated numbers, not " +
+               argv[i];
+      }
+      o->params[arg] = v;
+    } else if (std::find(std::begin(kTextOptions), std::end(kTextOptions), arg) !=
+               std::end(kTextOptions)) {
+      if (!has_value) return arg + " needs a value";
+      o->texts[arg] = argv[++i];
+    } else if (arg == "--kernel" || arg == "--edge") {
+      if (!has_value) return arg + " needs a value";
+      (arg == "--kernel" ? o->kernels : o->edges).push_back(argv[++i]);
+    } else if (arg == "--sample16") {
+      if (!has_value) return arg + " needs a value";
+      const std::string value = argv[++i];
+      if (value == "wrap") {
+        o->samples = Sample16::wrap;
+      } else if (value == "offset") {
+        o->samples = Sample16::offset;
+      } else if (value == "clamp") {
+        o->samples = Sample16::clamp;
+      } else {
+        return "--sample16 takes wrap, offset or clamp, not " + value;
+      }
+    } else if (arg == "--disasm") {
+      o->disasm = true;
+    } else if (arg == "--no-fallback") {
+      o->no_fallback = true;
+    } else if (arg == "--stats") {
+      o->stats = true;
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      return "unknown option " + arg;
+    } else {
+      o->inputs.push_back(arg);
+    }
+  }
+  return "";
 }
