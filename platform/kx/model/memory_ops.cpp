@@ -25,7 +25,7 @@ int32_t saturate(int32_t v, int32_t lo, int32_t hi) {
 uint32_t truncated(int32_t v, int, Width) {
   return uint32_t(v);
 }
-constexpr auto every_element = [](uint32_t) { return true; };
+constexpr EveryElement every_element;
 // Element i is written where r2 bit 31 - i is set.
 auto where_r2(const Processor& p) {
   return [r2 = p.r[2]](uint32_t i) { return (r2 >> (31 - i) & 1) != 0; };
@@ -38,22 +38,34 @@ auto where_r2(const Processor& p) {
 // replace their lanes and leave the others. A load into r0 is dropped.
 OPERATION(SL_LD, isa::kUnscaledTypes) {
   if (run.reg == 0) return;
+  // One plain loop over host memory per data type.
   const uint32_t n = uint32_t(run.count);
+  uint32_t* r = &p.r[size_t(run.reg)];
+  const uint8_t* host = run.host;
   switch (run.base) {
+    case isa::Base::SL_T8:
+      for (uint32_t i = 0; i < n; ++i) r[i] = host[i];
+      return;
     case isa::Base::SL_T4C:  // byte k of pixel i in R + 4i + k
-      for (uint32_t j = 0; j < 4 * n; ++j) p.r[run.reg + j] = run.host[j];
+      for (uint32_t j = 0; j < 4 * n; ++j) r[j] = host[j];
+      return;
+    case isa::Base::SL_T32C:
+      for (uint32_t i = 0; i < n; ++i) r[i] = host[4 * i];
+      return;
+    case isa::Base::SL_T16R:
+      for (uint32_t i = 0; i < n; ++i) r[i] = load_element(isa::Base::SL_T16R, host + 2 * i);
+      return;
+    case isa::Base::SL_T16:
+      for (uint32_t i = 0; i < n; ++i) r[i] = load_element(isa::Base::SL_T16, host + 2 * i);
+      return;
+    case isa::Base::SL_T32:
+      for (uint32_t i = 0; i < n; ++i) r[i] = load_element(isa::Base::SL_T32, host + 4 * i);
       return;
     case isa::Base::SL_T8P:
       for (uint32_t i = 0; i < n; ++i) {
         const uint32_t shift = 24 - 8 * ((run.address + i) & 3);
         uint32_t& target = p.r[packed_reg(run, i)];
-        target = (target & ~(0xFFu << shift)) | uint32_t(run.host[i]) << shift;
-      }
-      return;
-    default:
-      for (uint32_t i = 0; i < n; ++i) {
-        const uint8_t* element = run.host + isa::info(run.base).layout.stride * i;
-        p.r[run.reg + i] = load_element(run.base, element);
+        target = (target & ~(0xFFu << shift)) | uint32_t(host[i]) << shift;
       }
       return;
   }
@@ -182,48 +194,88 @@ constexpr std::array<MemoryOperation, 16> kMemoryOperations = [] {
   return table;
 }();
 
-const char* undefined_memory_word(uint32_t word) {
-  const isa::MemoryWord w{word};
-  if (w.word_class() != isa::kMemoryClass) return "not a memory-reference class";
-  const MemoryOperation& operation = kMemoryOperations[w.operation()];
+namespace {
+
+// Why the operation and type fields (and whether the word is an indexed load) make an
+// undefined encoding, or nullptr.
+constexpr const char* undefined_fields(uint32_t operation_code, uint32_t type_code,
+                                       bool indexed) {
+  const MemoryOperation& operation = kMemoryOperations[operation_code];
   if (operation.name == nullptr) return "no such operation";
-  const isa::DataType& type = isa::kDataTypes[w.type()];
+  const isa::DataType& type = isa::kDataTypes[type_code];
   if (!operation.types.contains(type)) return "data type not defined for this operation";
-  if (w.indexed() && w.operation() != uint32_t(isa::Operation::SL_LD)) return "indexed store";
-  if (w.indexed() && !isa::kIndexedTypes.contains(type)) return "data type of an indexed load";
+  if (indexed && operation_code != uint32_t(isa::Operation::SL_LD)) return "indexed store";
+  if (indexed && !isa::kIndexedTypes.contains(type)) return "data type of an indexed load";
   return nullptr;
 }
 
+// Everything the operation and type fields decide, for every value of them, built once: a
+// word is decoded by one index (bits 22..14, and whether bits 6..3 make it indexed).
+struct MemoryDecode {
+  const char* undefined = nullptr;  // why the encoding is undefined, or nullptr
+  void (*execute)(Processor&, const Run&) = nullptr;
+  isa::DataType type{};
+  isa::Layout layout{};
+};
+
+constexpr std::array<MemoryDecode, 1024> kMemoryDecode = [] {
+  std::array<MemoryDecode, 1024> table{};
+  for (uint32_t index = 0; index < 1024; ++index) {
+    const uint32_t operation = index >> 5 & 0xF, type = index & 0x1F;
+    MemoryDecode& d = table[index];
+    d.undefined = undefined_fields(operation, type, (index & 0x200) != 0);
+    if (d.undefined != nullptr) continue;
+    d.execute = kMemoryOperations[operation].execute;
+    d.type = isa::kDataTypes[type];
+    d.layout = isa::info(d.type.base).layout;
+  }
+  return table;
+}();
+
+const MemoryDecode& decode(const isa::MemoryWord& w) {
+  return kMemoryDecode[(w.indexed() ? 0x200u : 0u) | (w.bits >> 14 & 0x1FF)];
+}
+
+}  // namespace
+
+const char* undefined_memory_word(uint32_t word) {
+  const isa::MemoryWord w{word};
+  if (w.word_class() != isa::kMemoryClass) return "not a memory-reference class";
+  return decode(w).undefined;
+}
+
 // Faults are checked in the order misaligned-issue, undefined, register-run, unaliased,
-// page-crossing; the first that applies is the word's one fault.
+// page-crossing; the first that applies is the word's one fault. Every check is made once
+// for the whole run; the operation then executes the run as loops over host memory.
 void execute_memory_word(Processor& p, uint32_t address, uint32_t word) {
   auto fault = [&](FaultKind kind, const char* detail) {
     p.fault(kind, word, address, detail);
   };
   if (address % 8 != 0) return fault(FaultKind::misaligned_issue, "alias store not 8-aligned");
-  if (const char* why = undefined_memory_word(word)) return fault(FaultKind::undefined, why);
   const isa::MemoryWord w{word};
-  const isa::DataType& type = isa::kDataTypes[w.type()];
+  if (w.word_class() != isa::kMemoryClass)
+    return fault(FaultKind::undefined, "not a memory-reference class");
+  const MemoryDecode& d = decode(w);
+  if (d.undefined != nullptr) return fault(FaultKind::undefined, d.undefined);
   const int n = w.count();
 
   if (w.indexed()) {
     if (!run_fits(w.reg(), uint32_t(n)) || !run_fits(int(w.low()), uint32_t(n)))
       return fault(FaultKind::register_run, "beyond r127");
     if (p.alias.page(address) == nullptr) return fault(FaultKind::unaliased, "table address");
-    return load_indexed(p, word, address, type);
+    return load_indexed(p, word, address, d.type);
   }
 
   const uint32_t A = address | w.low();
-  if (!run_fits(w.reg(), registers_named(w.operation(), type, n, A)))
+  if (!run_fits(w.reg(), registers_named(w.operation(), d.type, n, A)))
     return fault(FaultKind::register_run, "beyond r127");
   uint8_t* page = p.alias.page(A);
   if (page == nullptr) return fault(FaultKind::unaliased, "run in an unmapped page");
-  const isa::Layout& layout = isa::info(type.base).layout;
-  const uint64_t last = uint64_t{A} + uint64_t(n - 1) * layout.stride + layout.size - 1;
+  const uint64_t last = uint64_t{A} + uint64_t(n - 1) * d.layout.stride + d.layout.size - 1;
   if ((last >> 12) != (A >> 12)) return fault(FaultKind::page_crossing, "run crosses a page");
 
-  const Run run{A, n, w.reg(), type.base, type.t, page + (A & 0xFFF)};
-  kMemoryOperations[w.operation()].execute(p, run);
+  const Run run{A, n, w.reg(), d.type.base, d.type.t, page + (A & 0xFFF)};
+  d.execute(p, run);
 }
 
 }  // namespace kxm::detail
