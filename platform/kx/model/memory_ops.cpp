@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include "decode.h"
 #include "isa.h"
@@ -17,7 +18,7 @@ namespace {
 // An operation: NAME_types, the data types it accepts, and NAME(p, run), what it does.
 #define OPERATION(NAME, accepted_types)                 \
   constexpr isa::TypeSet NAME##_types = accepted_types; \
-  void NAME(Processor& p, const Run& run)
+  [[gnu::always_inline]] inline void NAME(Processor& p, const Run& run)
 
 int32_t saturate(int32_t v, int32_t lo, int32_t hi) {
   return std::clamp(v, lo, hi);
@@ -186,6 +187,36 @@ bool run_fits(int first, uint32_t registers) {
 
 // ---- Decoding (3.1, 3.2, 5)
 
+namespace {
+
+using Execute = void (*)(Processor&, const Run&);
+
+// An operation on runs of one base type. The decode table picks it by the word's type field,
+// so the operation's own choice among types is made once, when the table is built.
+template <isa::Base B, Execute Operation>
+void on_base(Processor& p, const Run& run) {
+  if (run.base != B) __builtin_unreachable();
+  Operation(p, run);
+}
+
+template <Execute Operation, size_t... B>
+constexpr std::array<Execute, sizeof...(B)> per_base(std::index_sequence<B...>) {
+  return {&on_base<isa::Base(B), Operation>...};
+}
+
+constexpr size_t kBaseCount = std::size(isa::kBases);
+
+// By operation code, then base type.
+constexpr std::array<std::array<Execute, kBaseCount>, 16> kOperationsByBase = [] {
+  std::array<std::array<Execute, kBaseCount>, 16> table{};
+#define KX_MEM_OP(NAME, code, mnemonic) \
+  table[code] = per_base<&NAME>(std::make_index_sequence<kBaseCount>{});
+#include "kx_isa.def"
+  return table;
+}();
+
+}  // namespace
+
 constexpr std::array<MemoryOperation, 16> kMemoryOperations = [] {
   std::array<MemoryOperation, 16> table{};
 #define KX_MEM_OP(NAME, code, mnemonic) \
@@ -225,9 +256,9 @@ constexpr std::array<MemoryDecode, 1024> kMemoryDecode = [] {
     MemoryDecode& d = table[index];
     d.undefined = undefined_fields(operation, type, (index & 0x200) != 0);
     if (d.undefined != nullptr) continue;
-    d.execute = kMemoryOperations[operation].execute;
     d.type = isa::kDataTypes[type];
     d.layout = isa::info(d.type.base).layout;
+    d.execute = kOperationsByBase[operation][unsigned(d.type.base)];
   }
   return table;
 }();

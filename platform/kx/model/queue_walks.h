@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "isa.h"
 #include "processor.h"
@@ -109,7 +110,13 @@ void retire(Processor& p, const isa::QueueWord& q, const uint32_t* result) {
   } else {
     if (q.d() == 0) return;
     if constexpr (W != Walk::scatter) {  // D+i, all in r1..r127
-      std::copy(result, result + n, &p.r[size_t(q.d())]);
+      // A whole word in one fixed-size move: the next word reads these registers as
+      // vectors, which a copy of runtime length would write in pieces too small to forward.
+      if (n == 16) {
+        std::memcpy(&p.r[size_t(q.d())], result, 16 * sizeof(uint32_t));
+      } else {
+        std::copy(result, result + n, &p.r[size_t(q.d())]);
+      }
       return;
     }
     const int step = q.stride();
