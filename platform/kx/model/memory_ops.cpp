@@ -142,7 +142,8 @@ OPERATION(SL_FILL, isa::kUnscaledTypes) {
 
 // Element i from T + r(X + i) (unsigned, modulo 2^32) with the load rules of 3.3. Every
 // index is read and every element checked before any register is written.
-void load_indexed(Processor& p, uint32_t word, uint32_t table, const isa::DataType& type) {
+[[gnu::noinline]] void load_indexed(Processor& p, uint32_t word, uint32_t table,
+                                    const isa::DataType& type) {
   const isa::MemoryWord w{word};
   const int n = w.count();
   const int index = int(w.low());

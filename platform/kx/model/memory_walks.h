@@ -150,7 +150,8 @@ void store_unmasked(Processor& p, const Run& run, Value value) {
 // Element i of any store, through Value (register value, sub-field, width -> element) and
 // Select (element index -> written?).
 template <typename Value, typename Select>
-void store_run(Processor& p, const Run& run, Value value, Select selected) {
+[[gnu::always_inline]] inline void store_run(Processor& p, const Run& run, Value value,
+                                             Select selected) {
   if constexpr (std::is_same_v<Select, EveryElement>) {
     const bool unmasked = !plane_masked(run.base) || p.plane_mask == 0xFFFFFFFF;
     if (unmasked) {
@@ -208,7 +209,8 @@ void store_run(Processor& p, const Run& run, Value value, Select selected) {
 }
 
 // The fill pattern P = r(R):r(R+1) (docs/kx-isa.md 3.5), through `extra_mask`.
-inline void store_pattern(Processor& p, const Run& run, uint32_t extra_mask) {
+[[gnu::always_inline]] inline void store_pattern(Processor& p, const Run& run,
+                                                 uint32_t extra_mask) {
   const uint64_t pattern = run.reg == 0 ? 0 : uint64_t{p.r[run.reg]} << 32 | p.r[run.reg + 1];
   // Byte a & 7 of P, byte 0 the most significant.
   auto pattern_byte = [&](uint32_t a) { return uint8_t(pattern >> (56 - 8 * (a & 7))); };

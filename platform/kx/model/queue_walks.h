@@ -143,8 +143,15 @@ void execute(Processor& p, uint32_t word) {
     const uint32_t* a = q.a() ? &p.r[size_t(q.a())] : zeros;
     const uint32_t* b = q.b() ? &p.r[size_t(q.b())] : zeros;
     const uint32_t one = W == Walk::one_b ? p.r[size_t(q.b())] : uint32_t(q.b());
-    for (int i = 0; i < n; ++i) {
-      result[i] = F(Element{a[i], 0, 0, W == Walk::elementwise ? b[i] : one, i}, shared);
+    auto elements = [&](int count) {
+      for (int i = 0; i < count; ++i) {
+        result[i] = F(Element{a[i], 0, 0, W == Walk::elementwise ? b[i] : one, i}, shared);
+      }
+    };
+    if (n == 16) {
+      elements(16);  // the whole word: a loop of known length, without a remainder
+    } else {
+      elements(n);
     }
   } else {
     for (int i = 0; i < n; ++i) result[i] = F(operands<W>(p, q, i), shared);
