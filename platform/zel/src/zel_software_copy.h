@@ -155,9 +155,12 @@ inline int threshold(ZelOp* op) {
   const auto* high = static_cast<const float*>(op->getPtrParam(2));
   const auto* map = static_cast<const float*>(op->getPtrParam(3));
   if (!low || !high || !map) return 2;
-  const int lo = int(truncate_to_int(double(*low) + 0.999));
-  const int hi = int(truncate_to_int(double(*high) + 0.999));
-  const int value = int(truncate_to_int(*map));
+  // Bounds held to one beyond the pixel range and the value saturated at once: every pixel
+  // compares and is written as before, and the loop stays within the pixel type.
+  const int below = int(lowest(DataType)) - 1, above = int(highest(DataType)) + 1;
+  const int lo = std::clamp(int(truncate_to_int(double(*low) + 0.999)), below, above);
+  const int hi = std::clamp(int(truncate_to_int(double(*high) + 0.999)), below, above);
+  const int value = saturate(DataType, int(truncate_to_int(*map)));
   return map_bands<DataType, DataType>(
       op, 0, [lo, hi, value](unsigned, int p) { return (lo <= p) & (p <= hi) ? value : p; });
 }
