@@ -191,25 +191,27 @@ bool run_fits(int first, uint32_t registers) {
 namespace {
 
 using Execute = void (*)(Processor&, const Run&);
+// A checked run of one base type: A, n, R, the sub-field t and the host byte behind A.
+using ExecuteOnBase = void (*)(Processor&, uint32_t, int, int, int, uint8_t*);
 
 // An operation on runs of one base type. The decode table picks it by the word's type field,
-// so the operation's own choice among types is made once, when the table is built.
+// so the operation's own choice among types is made once, when the table is built; the run
+// arrives in registers and is assembled here.
 template <isa::Base B, Execute Operation>
-void on_base(Processor& p, const Run& run) {
-  if (run.base != B) __builtin_unreachable();
-  Operation(p, run);
+void on_base(Processor& p, uint32_t address, int count, int reg, int t, uint8_t* host) {
+  Operation(p, Run{address, count, reg, B, t, host});
 }
 
 template <Execute Operation, size_t... B>
-constexpr std::array<Execute, sizeof...(B)> per_base(std::index_sequence<B...>) {
+constexpr std::array<ExecuteOnBase, sizeof...(B)> per_base(std::index_sequence<B...>) {
   return {&on_base<isa::Base(B), Operation>...};
 }
 
 constexpr size_t kBaseCount = std::size(isa::kBases);
 
 // By operation code, then base type.
-constexpr std::array<std::array<Execute, kBaseCount>, 16> kOperationsByBase = [] {
-  std::array<std::array<Execute, kBaseCount>, 16> table{};
+constexpr std::array<std::array<ExecuteOnBase, kBaseCount>, 16> kOperationsByBase = [] {
+  std::array<std::array<ExecuteOnBase, kBaseCount>, 16> table{};
 #define KX_MEM_OP(NAME, code, mnemonic) \
   table[code] = per_base<&NAME>(std::make_index_sequence<kBaseCount>{});
 #include "kx_isa.def"
@@ -245,7 +247,7 @@ constexpr const char* undefined_fields(uint32_t operation_code, uint32_t type_co
 // word is decoded by one index (bits 22..14, and whether bits 6..3 make it indexed).
 struct MemoryDecode {
   const char* undefined = nullptr;  // why the encoding is undefined, or nullptr
-  void (*execute)(Processor&, const Run&) = nullptr;
+  ExecuteOnBase execute = nullptr;
   isa::DataType type{};
   isa::Layout layout{};
 };
@@ -306,8 +308,7 @@ void execute_memory_word(Processor& p, uint32_t address, uint32_t word) {
   const uint64_t last = uint64_t{A} + uint64_t(n - 1) * d.layout.stride + d.layout.size - 1;
   if ((last >> 12) != (A >> 12)) return fault(FaultKind::page_crossing, "run crosses a page");
 
-  const Run run{A, n, w.reg(), d.type.base, d.type.t, page + (A & 0xFFF)};
-  d.execute(p, run);
+  d.execute(p, A, n, w.reg(), d.type.t, page + (A & 0xFFF));
 }
 
 }  // namespace kxm::detail
