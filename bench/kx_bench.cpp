@@ -184,8 +184,8 @@ size_t baseline_bytes() {
 }
 
 // The plain loop of a table operation over n contiguous one-band pixels: what a programmer
-// writes for it in C++, left to the compiler (the constants are those of the host's example
-// parameters).
+// writes for it in C++, left to the compiler, with the host's example parameters as run-time
+// values.
 template <typename T>
 struct Arrays {
   std::vector<T> a, b, d;
@@ -203,6 +203,13 @@ void plain_loop(benchmark::State& state, const std::string& name) {
   uint8_t* d = x.d.data();
   const uint8_t* a = x.a.data();
   const uint8_t* b = x.b.data();
+  // The operation's parameters are run-time values, as they are for the reference.
+  int constant = 7, low = 61, high = 181, value = 255, colour = 12;
+  benchmark::DoNotOptimize(constant);
+  benchmark::DoNotOptimize(low);
+  benchmark::DoNotOptimize(high);
+  benchmark::DoNotOptimize(value);
+  benchmark::DoNotOptimize(colour);
   for (auto _ : state) {
     if (name == "add8") {
       for (size_t i = 0; i < n; ++i) d[i] = uint8_t(std::clamp(a[i] + b[i], 0, 255));
@@ -212,13 +219,13 @@ void plain_loop(benchmark::State& state, const std::string& name) {
       const int16_t* bw = y.b.data();
       for (size_t i = 0; i < n; ++i) dw[i] = int16_t(std::clamp(aw[i] + bw[i], -32768, 32767));
     } else if (name == "addconst8") {
-      for (size_t i = 0; i < n; ++i) d[i] = uint8_t(std::clamp(a[i] + 7, 0, 255));
+      for (size_t i = 0; i < n; ++i) d[i] = uint8_t(std::clamp(a[i] + constant, 0, 255));
     } else if (name == "copy8") {
       for (size_t i = 0; i < n; ++i) d[i] = a[i];
     } else if (name == "setvalue8") {
-      for (size_t i = 0; i < n; ++i) d[i] = 12;
+      for (size_t i = 0; i < n; ++i) d[i] = uint8_t(colour);
     } else if (name == "threshold8") {
-      for (size_t i = 0; i < n; ++i) d[i] = a[i] >= 61 && a[i] <= 181 ? 255 : a[i];
+      for (size_t i = 0; i < n; ++i) d[i] = a[i] >= low && a[i] <= high ? uint8_t(value) : a[i];
     } else if (name == "extrema8") {
       int most = 0, least = 255;
       for (size_t i = 0; i < n; ++i)
