@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "decode.h"
@@ -53,12 +54,18 @@ OPERATION(SL_LD, isa::kUnscaledTypes) {
     case isa::Base::SL_T32C:
       for (uint32_t i = 0; i < n; ++i) r[i] = host[4 * i];
       return;
-    case isa::Base::SL_T16R:
-      for (uint32_t i = 0; i < n; ++i) r[i] = load_element(isa::Base::SL_T16R, host + 2 * i);
+    case isa::Base::SL_T16R: {  // numbers in the host's byte order, zero-extended
+      uint16_t numbers[32];
+      std::memcpy(numbers, host, 2 * n);
+      for (uint32_t i = 0; i < n; ++i) r[i] = numbers[i];
       return;
-    case isa::Base::SL_T16:
-      for (uint32_t i = 0; i < n; ++i) r[i] = load_element(isa::Base::SL_T16, host + 2 * i);
+    }
+    case isa::Base::SL_T16: {  // numbers in the host's byte order, sign-extended
+      int16_t numbers[32];
+      std::memcpy(numbers, host, 2 * n);
+      for (uint32_t i = 0; i < n; ++i) r[i] = uint32_t(int32_t(numbers[i]));
       return;
+    }
     case isa::Base::SL_T32:
       for (uint32_t i = 0; i < n; ++i) r[i] = load_element(isa::Base::SL_T32, host + 4 * i);
       return;
