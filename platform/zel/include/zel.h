@@ -196,6 +196,16 @@ class ZelImage final : public ZelObject, public ZelImageType {
   // Records that the pixels changed behind the host's back (a device wrote them): bumps the
   // version of this image and of its root. setPixel does the same.
   void markChanged();
+  // Band `band` of the pixels in host memory, for loops over rows: band `band` of pixel
+  // (x, y) is element x * pixel_stride + y * line_stride after `first` (bytes for 8-bit
+  // data, 16-bit numbers in the host's order for 16-bit data). `first` is nullptr for a
+  // band the image does not have. A caller that writes through it calls markChanged.
+  struct BandLayout {
+    unsigned char* first = nullptr;
+    size_t pixel_stride = 0;
+    size_t line_stride = 0;
+  };
+  BandLayout bandLayout(unsigned band) const;
 
  private:
   friend class ZelSystemState;

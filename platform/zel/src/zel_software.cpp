@@ -22,9 +22,8 @@ long long multiply(long long a, long long b) {
 // the three images meet.
 template <int Type, long long (*Combine)(long long, long long)>
 int dyadic(ZelOp* op) {
-  return pointwise(op, Type, 2, [](long long a, long long b, unsigned) {
-    return saturate(Type, Combine(a, b));
-  });
+  return pointwise<Type>(
+      op, 2, [](long long a, long long b, unsigned) { return saturate(Type, Combine(a, b)); });
 }
 
 }  // namespace
