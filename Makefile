@@ -1,11 +1,11 @@
-# The two commands of the README. Everything else is CMake's.
+# The commands of the README. Everything else is CMake's.
 BUILD ?= build
 JOBS ?= 2
 # The big-endian 32-bit build (cmake/powerpc-linux-gnu.cmake), its tests run under qemu-user.
 BE_BUILD ?= build-be
 BE_CTEST_ARGS ?=
 
-.PHONY: run test build clean test-be build-be
+.PHONY: run test bench build clean test-be build-be
 
 build:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release
@@ -16,6 +16,10 @@ run: build
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# Release build, then the benchmark (bench/kx_bench.cpp): a few minutes; not part of test.
+bench: build
+	$(BUILD)/bin/kx_bench $(BENCH_ARGS)
 
 build-be:
 	scripts/install-be-tools.sh
@@ -28,3 +32,8 @@ test-be: build-be
 
 clean:
 	rm -rf $(BUILD) build-sanitize $(BE_BUILD)
+
+# libFuzzer with clang++ into build-fuzz/: every target for FUZZ_SECONDS (default 60) each.
+.PHONY: fuzz
+fuzz:
+	scripts/fuzz.sh

@@ -188,4 +188,34 @@ TEST_F(NetpbmTest, DamagedFilesNeverCrash) {
   EXPECT_GT(read, 0);
 }
 
+// A pipe's length is unknown: its pixel data are read before the image is made, so a header
+// that promises a gigabyte over three bytes is refused as truncated, and a whole stream reads
+// as the same file would.
+TEST_F(NetpbmTest, StreamsOfUnknownLengthAreReadBeforeTheImageIsMade) {
+  auto from_pipe = [&](const std::string& bytes, std::string* why) {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    EXPECT_EQ(write(ends[1], bytes.data(), bytes.size()), ssize_t(bytes.size()));
+    close(ends[1]);
+    std::FILE* stream = fdopen(ends[0], "rb");
+    ZelImage* image = read_netpbm_stream(state, stream, why);
+    std::fclose(stream);
+    return Owned<ZelImage>(image);
+  };
+  std::string why;
+  EXPECT_EQ(from_pipe("P6\n65535 4096\n255\n\1\2\3", &why), nullptr);
+  EXPECT_EQ(why, "truncated pixel data");
+  const std::string file = "P6\n2 1\n255\n\1\2\3\4\5\6";
+  Owned<ZelImage> piped = from_pipe(file, &why);
+  ASSERT_NE(piped, nullptr) << why;
+  write_file(file);
+  Owned<ZelImage> read(read_netpbm(state, path, &why));
+  ASSERT_NE(read, nullptr) << why;
+  for (unsigned x = 0; x < 2; ++x) {
+    for (unsigned b = 0; b < 3; ++b)
+      EXPECT_EQ(piped->getPixel(x, 0, b), read->getPixel(x, 0, b));
+  }
+  EXPECT_EQ(piped->getPixel(0, 0, 2), 1);  // red, the file's first channel, is band 2
+}
+
 }  // namespace

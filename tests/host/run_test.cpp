@@ -154,7 +154,8 @@ TEST_F(RunTest, DeviceFirstThenHostWhenTheDeviceRefuses) {
   ASSERT_EQ(root->branch("add8")->addFunction(&a, kRefuse), 0);
   EXPECT_EQ(run(ZelPath::device_then_host), (std::tuple{0, true, 2, true, 4, 0L, 1L}));
   EXPECT_EQ(run(ZelPath::device_only), (std::tuple{2, true, 2, false, 0, 0L, 1L}));
-  // With an inner operation the node is root -> inner name -> name; no software then.
+  // With an inner operation the node is root -> inner name -> name, and the software the
+  // host has for the path "inner/name" (none for this one).
   Owned<ZelOp> inner(state->createOp("multiply8"));
   op->setOp1(inner.get());
   EXPECT_EQ(run(ZelPath::device_then_host), (std::tuple{2, false, 2, false, 0, 0L, 0L}));

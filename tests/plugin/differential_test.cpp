@@ -24,17 +24,22 @@
 namespace {
 
 struct Operation {
-  const char* name;
+  std::string name;  // the path: "convolve8/convolve8" for a two-level one
   int data_type;
   int tolerance;
 };
+
+std::string path_of(const char* name, const char* second) {
+  return second != nullptr ? std::string(name) + "/" + second : std::string(name);
+}
 
 void PrintTo(const Operation& operation, std::ostream* out) {
   *out << operation.name;
 }
 
 const Operation kOperations[] = {
-#define KX_ROUTINE(Routine, name, second, data_type, tolerance) {name, data_type, tolerance},
+#define KX_ROUTINE(Routine, name, second, data_type, tolerance) \
+  {path_of(name, second), data_type, tolerance},
 #include "kx_routines.def"
 };
 
@@ -322,6 +327,53 @@ class Generator {
     }
   }
 
+  // A convolution's kernels and edge conditions: mostly 3, 5 or 7 square kernels (a row
+  // and a column for a pair) of multiples of 1/256; now and then arbitrary values, a
+  // largest value of exactly 1.0, values up to 4, other shapes, keys off the centre; for a
+  // pair unequal vectors, negative or heavy row kernels, unequal edge conditions.
+  void kernels(bool pair, ZelParamValues* v) {
+    static const int sizes[] = {3, 5, 7};
+    const int n = sizes[pick(3)];
+    v->edges[0] = v->edges[1] = long(pick(3));
+    ZelParamValues::Kernel& first = v->kernels[0];
+    if (!pair) {
+      int w = n, h = n;
+      if (chance(12)) w = 1 + int(pick(8)), h = 1 + int(pick(8));
+      first = {w, h, w / 2, h / 2, {}};
+      if (chance(16)) first.key_x = int(pick(unsigned(w)));
+      const unsigned style = pick(8);
+      for (int i = 0; i < w * h; ++i) {
+        first.values.push_back(style == 0   ? float(int(pick(100001)) - 50000) / 70001
+                               : style == 1 ? float(pick(256)) / 256
+                               : style == 2 ? float(int(pick(2049)) - 1024) / 256
+                                            : float(int(pick(97)) - 32) / 256);
+      }
+      if (style == 1) first.values[pick(unsigned(w * h))] = 1.0f;
+      if (style > 2) first.values[size_t(w * h / 2)] = float(pick(513)) / 256;
+      return;
+    }
+    ZelParamValues::Kernel& second = v->kernels[1];
+    first = {n, 1, n / 2, 0, {}};
+    second = {1, n, 0, n / 2, {}};
+    for (int i = 0; i < n; ++i) {
+      first.values.push_back(float(pick(unsigned(256 / n + 1))) / 256);
+      second.values.push_back(float(int(pick(81)) - 16) / 256);
+    }
+    if (chance(10)) first.values[pick(unsigned(n))] = -1.0f / 256;
+    if (chance(10)) first.values[pick(unsigned(n))] = 0.75f;  // the sum may pass 1
+    if (chance(10)) second.values[pick(unsigned(n))] = float(pick(1000)) / 7001;
+    if (chance(12)) v->edges[1] = (v->edges[0] + 1) % 3;
+    if (chance(12)) std::swap(first, second);  // the column kernel first
+    if (chance(12)) first.key_x = 0;
+  }
+
+  // A width that meets the strips of the kernels: their widths and one either side.
+  unsigned strip_width() {
+    static const unsigned widths[] = {1,  2,  3,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
+                                      16, 17, 18, 19, 24, 25, 26, 27, 28, 48, 49, 50, 53};
+    return widths[pick(unsigned(std::size(widths)))];
+  }
+
   bool chance(unsigned one_in) { return pick(one_in) == 0; }
   unsigned number(unsigned below) { return pick(below); }
 
@@ -373,6 +425,9 @@ struct Case {
   ZelParamValues params;
   bool mixed_signs = false;  // 16-bit blend sources left with both signs
   bool in_place = false;     // the destination is the first source
+  // Convolutions: the area is one rectangle, the source's extent (and the destination's),
+  // or nothing at all.
+  bool whole_source = false, whole_destination = false, empty_area = false;
 };
 
 bool one_of(const std::string& name, std::initializer_list<const char*> names) {
@@ -382,6 +437,73 @@ bool one_of(const std::string& name, std::initializer_list<const char*> names) {
   return false;
 }
 
+bool convolution(const ZelOperationInfo& info) {
+  return info.params == ZelParams::kernel || info.params == ZelParams::kernel_pointer ||
+         info.params == ZelParams::kernel_pair;
+}
+
+// How far a convolution's device result may be from the host's, by docs/operations.md:
+// B, the coefficients' truncation carried to the pixel range (and, for a pair, the host's
+// rounded intermediate), and the h kernels' floors; false when the words cannot give the
+// host's result (the device refuses).
+struct Reach {
+  double error = 0, floors = 0;
+  int lowest() const { return -int(std::ceil(0.5 + error + floors)); }
+  int highest() const { return int(std::floor(0.5 + error)); }
+};
+int32_t fixed(float value, double scale) {  // truncated toward zero, saturated
+  const double v = double(value) * scale;
+  return v != v               ? 0
+         : v >= 2147483647.0  ? INT32_MAX
+         : v <= -2147483648.0 ? INT32_MIN
+                              : int32_t(v);
+}
+bool convolution_reach(const std::string& name, unsigned bands, const ZelParamValues& p,
+                       Reach* reach) {
+  const ZelParamValues::Kernel& k = p.kernels[0];
+  const auto centred = [](const ZelParamValues::Kernel& q) {
+    return q.key_x == q.width / 2 && q.key_y == q.height / 2;
+  };
+  const auto sized = [](int n) { return n == 3 || n == 5 || n == 7; };
+  if (name == "convolve8/convolve8") {
+    const ZelParamValues::Kernel& c = p.kernels[1];
+    if (p.edges[0] != p.edges[1] || k.height != 1 || c.width != 1 || c.height != k.width ||
+        !sized(k.width) || !centred(k) || !centred(c)) {
+      return false;
+    }
+    double row = 0, column = 0, ch = 0, cv = 0;
+    for (int i = 0; i < k.width; ++i) {
+      if (!(k.values[size_t(i)] >= 0)) return false;
+      row += k.values[size_t(i)];
+      column += std::fabs(double(c.values[size_t(i)]));
+      ch += std::abs(double(fixed(k.values[size_t(i)], 256)));
+      cv += std::abs(double(fixed(c.values[size_t(i)], 256)));
+    }
+    if (row > 1.0 || 255 * ch * cv >= 2147483648.0) return false;
+    for (float v : c.values) {
+      for (float h : k.values) {
+        reach->error +=
+            255 * std::fabs(double(v) * h - fixed(v, 256) * double(fixed(h, 256)) / 65536);
+      }
+    }
+    reach->error += column / 2;
+    return reach->error < 1;
+  }
+  if (k.width != k.height || !sized(k.width) || !centred(k)) return false;
+  const bool wide = name == "convolve16";
+  bool fine = true;
+  for (float v : k.values) fine = fine && (wide ? v <= 1.0f : v < 1.0f);
+  if (!wide && bands == 1 && k.width == 7) fine = false;
+  const double scale = fine ? 65536 : 256, m = wide ? 32768 : 255;
+  double sum = 0;
+  for (float v : k.values) {
+    reach->error += m * std::fabs(double(v) - fixed(v, scale) / scale);
+    sum += m * std::abs(double(fixed(v, scale))) / (fine ? 256 : 1);
+  }
+  reach->floors = fine ? double(k.values.size()) / 256 : 0;
+  return reach->error < (wide ? 128 : 1) && sum < 2147483648.0;
+}
+
 bool representable(float value) {
   const double scaled = double(value) * 256;
   return std::fabs(scaled) < 2147483647.0 && scaled == std::trunc(scaled);
@@ -389,14 +511,28 @@ bool representable(float value) {
 
 // The operations the device runs on one-band images only.
 bool one_band_only(const std::string& name) {
-  return one_of(
-      name,
-      {"addconst16",     "subtractconst16",    "subtractfromconst16", "multiplyconst16",
-       "divideconst16",  "andconst16",         "orconst16",           "xorconst16",
-       "rescale16",      "threshold8",         "threshold16",         "extrema16",
-       "copy16",         "blend8a16",          "blend16a8",           "blend16a16",
-       "transpose16",    "translate16nearest", "translate16bilinear", "translate16bicubic",
-       "rotate16nearest"});
+  return one_of(name, {"addconst16",
+                       "subtractconst16",
+                       "subtractfromconst16",
+                       "multiplyconst16",
+                       "divideconst16",
+                       "andconst16",
+                       "orconst16",
+                       "xorconst16",
+                       "rescale16",
+                       "threshold8",
+                       "threshold16",
+                       "extrema16",
+                       "copy16",
+                       "blend8a16",
+                       "blend16a8",
+                       "blend16a16",
+                       "convolve16",
+                       "transpose16",
+                       "translate16nearest",
+                       "translate16bilinear",
+                       "translate16bicubic",
+                       "rotate16nearest"});
 }
 
 // The refusals docs/operations.md documents, for this case.
@@ -523,6 +659,24 @@ bool documented_refusal(const Case& c) {
       if (p.bits[b] != 0) return true;
     }
   }
+  // Convolutions: both images with their bands in bytes 1..3, apart, over one rectangle
+  // that is the whole source (Convolve16: and the destination, of one origin), and kernels
+  // the words can follow.
+  // An empty area succeeds once images and kernels pass.
+  if (convolution(*c.info)) {
+    for (const Shape& s : c.shapes) {
+      if (s.type == ZEL_UINT8 && s.bands == 3 && lane(s) != 1) return true;
+    }
+    Reach reach;
+    if (c.in_place || !convolution_reach(n, bands, p, &reach)) return true;
+    if (n == "convolve16" &&
+        (first.origin_x != last.origin_x || first.origin_y != last.origin_y)) {
+      return true;
+    }
+    if (!c.empty_area && (!c.whole_source || (n == "convolve16" && !c.whole_destination))) {
+      return true;
+    }
+  }
   if (n == "rescale16" && !(representable(p.lists[0][0]) && representable(p.lists[1][0]))) {
     return true;
   }
@@ -554,7 +708,7 @@ std::vector<int> image_pixels(ZelImage* image) {
 void run_case(const Operation& operation, Generator& g, uint32_t seed, int* accepted) {
   Case c;
   c.name = operation.name;
-  c.info = zel_operation_info(operation.name);
+  c.info = zel_operation_info(operation.name.c_str());
   ASSERT_NE(c.info, nullptr) << operation.name;
   const ZelOperationInfo& info = *c.info;
   const int src_type = info.data_type;
@@ -588,6 +742,23 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
   const bool in_place =
       info.params == ZelParams::paint || (info.sources > 0 && has_dst && src_type == dst_type &&
                                           bands == dst_bands && g.chance(5));
+  if (convolution(info)) {  // mostly whole images of one size and origin
+    Shape& src = c.shapes.front();
+    if (g.chance(2)) src.width = g.strip_width();
+    if (g.chance(10)) {  // storage ending on a page: one page of one-byte pixels
+      src.width = src.height = 64, src.child = false, src.padding = 0,
+      src.root_bands = src.bands;
+    }
+    if (!g.chance(4)) {
+      src.region = false;
+      Shape& dst = c.shapes.back();
+      dst.width = src.width, dst.height = src.height;
+      dst.origin_x = src.origin_x, dst.origin_y = src.origin_y;
+      dst.region = g.chance(10);  // an empty one now and then
+      dst.rx = dst.ry = dst.rw = dst.rh = 0;
+    }
+    g.kernels(info.params == ZelParams::kernel_pair, &c.params);
+  }
   if (in_place) c.shapes.back() = c.shapes.front();
   c.in_place = in_place;
   // Rotations read a packed copy of the source's root, whole images only; rotate16nearest
@@ -634,7 +805,7 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
   reset_plane_mask();  // the blends keep the mask in force: start each case from all ones
   ZelParamValues device_params = c.params, host_params = c.params;
   const auto build_op = [&](Made* made, ZelParamValues* params) {
-    ZelOp* op = zel_default_state()->createOp(operation.name);
+    ZelOp* op = zel_default_state()->createOp(operation.name.c_str());
     for (int s = 0; s < info.sources; ++s) op->setSrc(s + 1, made[s].image);
     if (has_dst) op->setDst(in_place ? made[0].image : made[images - 1].image);
     zel_attach_params(op, info.params, params);
@@ -646,6 +817,28 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
   const std::vector<int> before = pixels(device_root);
   ZelImage* dst_image = in_place ? device[0].image : device[images - 1].image;
   const std::vector<int> dst_before = has_dst ? image_pixels(dst_image) : std::vector<int>{};
+  if (convolution(info)) {  // the area, as the host lists it
+    ZelImage* src = host[0].image;
+    ZelImage* dst = in_place ? src : host[images - 1].image;
+    ZelRoi* roi = nullptr;
+    ZelRectList* list = ZeliGetRoiList(&roi, dst, src, nullptr, nullptr);
+    ASSERT_NE(list, nullptr);
+    std::vector<ZelRoi::Rect> rects;
+    int x, y, w, h;
+    while (list->getNextRect(&x, &y, &w, &h)) rects.push_back({x, y, w, h});
+    list->destroy();
+    roi->destroy();
+    const auto extent = [&rects](ZelImage* image) {
+      int ox, oy;
+      image->getOrigin(&ox, &oy);
+      return rects.size() == 1 && rects[0].x == -ox && rects[0].y == -oy &&
+             unsigned(rects[0].width) == image->getWidth() &&
+             unsigned(rects[0].height) == image->getHeight();
+    };
+    c.empty_area = rects.empty();
+    c.whole_source = extent(src);
+    c.whole_destination = extent(dst);
+  }
 
   ZelOp* device_op = build_op(device, &device_params);
   ZelOp* host_op = build_op(host, &host_params);
@@ -656,7 +849,7 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
   zel_release_params(host_op, info.params);
   device_op->destroy();
   host_op->destroy();
-  std::string what = std::string(operation.name) + " seed " + std::to_string(seed);
+  std::string what = operation.name + " seed " + std::to_string(seed);
   if (on_host.status != 0) {  // only a pair of colour spaces the host does not convert
     ASSERT_TRUE(info.params == ZelParams::colorspaces &&
                 !zel_converts_colour(c.params.from_space, c.params.to_space))
@@ -688,11 +881,21 @@ void run_case(const Operation& operation, Generator& g, uint32_t seed, int* acce
                              ? colour_row(c.params.from_space, c.params.to_space)
                              : nullptr;
   const unsigned root_bands = device_root->getBands();
+  // A convolution's bounds follow from its kernel, within the table's tolerance.
+  Reach reach;
+  const bool convolved =
+      convolution(info) && convolution_reach(c.name, bands, c.params, &reach);
+  if (convolved) {
+    EXPECT_GE(reach.lowest(), -operation.tolerance) << what;
+    EXPECT_LE(reach.highest(), operation.tolerance) << what;
+  }
   for (size_t i = 0; i < got.size(); ++i) {
-    const int lo =
-        row ? row->bounds[std::min(i % root_bands, size_t{2})][0] : -operation.tolerance;
-    const int hi =
-        row ? row->bounds[std::min(i % root_bands, size_t{2})][1] : operation.tolerance;
+    const int lo = row         ? row->bounds[std::min(i % root_bands, size_t{2})][0]
+                   : convolved ? reach.lowest()
+                               : -operation.tolerance;
+    const int hi = row         ? row->bounds[std::min(i % root_bands, size_t{2})][1]
+                   : convolved ? reach.highest()
+                               : operation.tolerance;
     ASSERT_TRUE(got[i] - want[i] >= lo && got[i] - want[i] <= hi)
         << what << ": element " << i << " of the destination's root is " << got[i]
         << ", the host's " << want[i];
@@ -773,7 +976,9 @@ TEST_P(Differential, EveryIssuedWordDecodesAndIsRebuiltFromItsLine) {
 
 INSTANTIATE_TEST_SUITE_P(Operations, Differential, ::testing::ValuesIn(kOperations),
                          [](const ::testing::TestParamInfo<Operation>& info) {
-                           return std::string(info.param.name);
+                           std::string name = info.param.name;
+                           std::replace(name.begin(), name.end(), '/', '_');
+                           return name;
                          });
 
 }  // namespace

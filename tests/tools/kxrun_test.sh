@@ -217,6 +217,43 @@ check "scale factor negative" 1 "${kxrun_cmd[@]}" scale8bilinear --factor 2,-1 m
 check "scale factor missing" 1 "${kxrun_cmd[@]}" scale8bicubic m.pgm -o c.pgm
 check "size on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --size 2,2 m.pgm -o c.pgm
 check "transpose on a pointwise operation" 1 "${kxrun_cmd[@]}" addconst8 --const 1 --transpose v m.pgm -o c.pgm
+# Convolutions: the words of a 3 x 3 kernel with a zero border on a 26 x 3 image, results,
+# kernel texts and edge conditions.
+printf 'P5\n26 3\n255\n' >c26.pgm; printf '\012%.0s' $(seq 78) >>c26.pgm     # 10s
+check "convolve8 trace" 0 "${kxrun_cmd[@]}" convolve8 --kernel "3 3 1 1 1,2,3,4,5,6,7,8,9" --edge zero --trace ct.txt --no-fallback c26.pgm -o cz.pgm
+words=$(grep -E '^(reg|mem|queue) ' ct.txt | awk '{print $NF}' | tr '\n' ' ')
+for w in "0x00000900 0x00000800 0x00000700 0x00000600 0x00000500 0x00000400 0x00000300 0x00000200 0x00000100 0xb0e03180" \
+    "0x8cd02480" "0xb0e0008c 0x0f457200 0x07497a00 0xb0e0008d" "0xb0e00094 0x0f52f264 0x0756fa74 0x8b907182" \
+    "0x81502487" "0x0756fa74 0xb0e03280 0x80907202"; do
+  case "$words" in *"$w"*) ;; *) echo "FAIL convolve8 trace lacks $w"; failures=$((failures + 1)) ;; esac
+done
+# Every value 10 under weights summing to 45: 450 saturates inside, the border is 0.
+[ "$(bytes 52 cz.pgm | cut -d' ' -f1-3,26-27)" = "0 255 255 0 0" ] || { echo "FAIL convolve8 zero border: $(bytes 52 cz.pgm)"; failures=$((failures + 1)); }
+check "h kernels below 1.0" 0 "${kxrun_cmd[@]}" convolve8 --kernel "3 3 1 1 .1,.2,.3,.4,.5,.6,.7,.8,.9" --trace ch.txt --no-fallback c26.pgm -o ch.pgm
+grep -q ' 0x1fc57200$' ch.txt && grep -q ' 0x17c97a00$' ch.txt || { echo "FAIL the h multiplies"; failures=$((failures + 1)); }
+printf 'P5\n5 1\n255\n\0\0\144\0\0' >dot.pgm                                # 0 0 100 0 0
+printf '# a row kernel\n3 1 0 0\n0.25, 0.5, 0.25\n' >k.txt
+check "kernel file" 0 "${kxrun_cmd[@]}" convolve8 --kernel @k.txt --edge extend --device host dot.pgm -o kf.pgm
+[ "$(bytes 5 kf.pgm)" = "0 0 25 50 25" ] || { echo "FAIL a key at (0, 0) shifts the result: $(bytes 5 kf.pgm)"; failures=$((failures + 1)); }
+check "edge none keeps the input" 0 "${kxrun_cmd[@]}" convolve8 --kernel "3 3 1 1 0,0,0,0,2,0,0,0,0" --edge none --no-fallback dot.pgm -o en.pgm
+[ "$(bytes 5 en.pgm)" = "0 0 100 0 0" ] || { echo "FAIL --edge none on one row: $(bytes 5 en.pgm)"; failures=$((failures + 1)); }
+printf 'P5\n5 3\n255\n' >dot3.pgm; printf '\0\0\0\0\0\0\0\144\0\0\0\0\0\0\0' >>dot3.pgm
+check "pair" 0 "${kxrun_cmd[@]}" convolve8/convolve8 --kernel "3 1 1 0 .25,.5,.25" --kernel "1 3 0 1 0,1,0" --edge zero --no-fallback dot3.pgm -o p.pgm
+[ "$(bytes 15 p.pgm)" = "0 0 0 0 0 0 25 50 25 0 0 0 0 0 0" ] || { echo "FAIL convolve8/convolve8: $(bytes 15 p.pgm)"; failures=$((failures + 1)); }
+grep -qx 'convolve8/convolve8' <("${kxrun_cmd[@]}" list | sed -n 2p) || { echo "FAIL list shows the pair second"; failures=$((failures + 1)); }
+check "4x4 refused" 3 "${kxrun_cmd[@]}" convolve8 --kernel "4 4 2 2 $(printf '0.0625,%.0s' $(seq 15))0.0625" --no-fallback c26.pgm -o c.pgm
+check "4x4 on the host" 0 "${kxrun_cmd[@]}" convolve8 --kernel "4 4 2 2 $(printf '0.0625,%.0s' $(seq 15))0.0625" c26.pgm -o c.pgm
+check "convolve16" 0 "${kxrun_cmd[@]}" convolve16 --kernel "3 3 1 1 0,0,0,0,-1,0,0,0,0" --no-fallback s1.pgm -o neg.pgm
+[ "$(bytes 4 neg.pgm)" = "240 1 255 255" ] || { echo "FAIL convolve16 negates: $(bytes 4 neg.pgm)"; failures=$((failures + 1)); }
+check "kernel value count" 1 "${kxrun_cmd[@]}" convolve8 --kernel "3 3 1 1 1,2,3" c26.pgm -o c.pgm
+grep -q '3 x 3 kernel has 9 values, not 3' err.txt || { echo "FAIL value-count reason: $(cat err.txt)"; failures=$((failures + 1)); }
+check "kernel text" 1 "${kxrun_cmd[@]}" convolve8 --kernel "3 3 1 1 1,2,x,4,5,6,7,8,9" c26.pgm -o c.pgm
+check "kernel size" 1 "${kxrun_cmd[@]}" convolve8 --kernel "0 3 0 0" c26.pgm -o c.pgm
+check "kernel file missing" 1 "${kxrun_cmd[@]}" convolve8 --kernel @nothere.txt c26.pgm -o c.pgm
+check "no kernel" 1 "${kxrun_cmd[@]}" convolve8 c26.pgm -o c.pgm
+check "one kernel for a pair" 1 "${kxrun_cmd[@]}" convolve8/convolve8 --kernel "3 1 1 0 1,1,1" c26.pgm -o c.pgm
+check "bad edge" 1 "${kxrun_cmd[@]}" convolve8 --kernel @k.txt --edge wrap c26.pgm -o c.pgm
+check "edge not taken" 1 "${kxrun_cmd[@]}" add8 --edge zero a.pgm b.pgm -o c.pgm
 
 [ "$failures" -eq 0 ] && echo "kxrun: all checks passed"
 exit "$failures"

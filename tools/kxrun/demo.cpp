@@ -17,11 +17,73 @@
 
 namespace {
 
-// The largest difference each routine's words allow, from the registration table.
+// The largest difference each routine's words allow, from the registration table, by the
+// operation's path ("convolve8/convolve8" for a two-level one).
+std::string path_of(const char* name, const char* second) {
+  return second != nullptr ? std::string(name) + "/" + second : std::string(name);
+}
 const std::map<std::string, int> kTolerance = {
-#define KX_ROUTINE(Routine, name, second, data_type, tolerance) {name, tolerance},
+#define KX_ROUTINE(Routine, name, second, data_type, tolerance) \
+  {path_of(name, second), tolerance},
 #include "kx_routines.def"
 };
+
+// Convolutions a row per kernel and edge condition: every size the device has, every
+// condition, with kernels it takes (multiples of 1/256, sums within range).
+struct DemoKernel {
+  ZelParams params;
+  std::string label;
+  ZelParamValues::Kernel kernels[2];
+  long edge;
+};
+std::vector<float> binomial(int n) {  // 1 2 1 / 4, 1 4 6 4 1 / 16, ...
+  std::vector<float> row(size_t(n), 0.0f);
+  row[0] = 1;
+  for (int k = 1; k < n; ++k) {
+    for (int i = k; i > 0; --i) row[size_t(i)] += row[size_t(i - 1)];
+  }
+  for (float& v : row) v /= float(1 << (n - 1));
+  return row;
+}
+std::vector<float> sharpen(int n) {  // -1/256 around, the centre making the sum 1
+  std::vector<float> k(size_t(n * n), -1.0f / 256);
+  k[size_t(n * n / 2)] = 1.0f + float(n * n - 1) / 256;
+  return k;
+}
+const std::vector<DemoKernel>& demo_kernels() {
+  static const std::vector<DemoKernel> kernels = [] {
+    std::vector<DemoKernel> k;
+    const char* const names[] = {"none", "zero", "extend"};
+    const auto square = [](int n, std::vector<float> values) {
+      return ZelParamValues::Kernel{n, n, n / 2, n / 2, std::move(values)};
+    };
+    std::vector<float> blur5;  // 5 x 5 binomial: every value below 1, the h kernels
+    for (float v : binomial(5)) {
+      for (float u : binomial(5)) blur5.push_back(v * u);
+    }
+    const std::vector<float> sharp3 = {0, -0.25f, 0, -0.25f, 2, -0.25f, 0, -0.25f, 0};
+    for (long e = ZEL_EDGE_NO_WRITE; e <= ZEL_EDGE_EXTEND; ++e) {
+      const std::string edge = std::string(" ") + names[e];
+      k.push_back({ZelParams::kernel, "3x3 sharpen" + edge, {square(3, sharp3), {}}, e});
+      k.push_back({ZelParams::kernel, "5x5 blur" + edge, {square(5, blur5), {}}, e});
+      k.push_back({ZelParams::kernel, "7x7 sharpen" + edge, {square(7, sharpen(7)), {}}, e});
+    }
+    k.push_back({ZelParams::kernel_pointer, "3x3 sharpen extend", {square(3, sharp3), {}}, 2});
+    k.push_back({ZelParams::kernel_pointer, "5x5 blur zero", {square(5, blur5), {}}, 1});
+    k.push_back(
+        {ZelParams::kernel_pointer, "7x7 sharpen none", {square(7, sharpen(7)), {}}, 0});
+    for (int n = 3; n <= 7; n += 2) {
+      const std::vector<float> b = binomial(n);
+      const long e = (7 - n) / 2;  // 3: extend, 5: zero, 7: none
+      k.push_back({ZelParams::kernel_pair,
+                   std::to_string(n) + "-tap blur " + names[e],
+                   {{n, 1, n / 2, 0, b}, {1, n, 0, n / 2, b}},
+                   e});
+    }
+    return k;
+  }();
+  return kernels;
+}
 
 // The colour conversions the device makes, with the largest difference of each.
 struct ColourRow {
@@ -213,7 +275,7 @@ int run_demo() {
       "The KX plug-in on the processor model: each operation on %ux%u images of 1, 3\n"
       "and 4 bands (3 for 16-bit), with origins and regions, against the host; lookups\n"
       "into 1 and 4 bands and bands 1..3 of a 4-band image, colour conversion a row per\n"
-      "pair of spaces.\n\n",
+      "pair of spaces, convolutions a row per kernel and edge condition on whole images.\n\n",
       kWidth, kHeight);
   std::printf("%-24s %-8s %9s %10s %9s %11s\n", "operation", "device", "max diff", "tolerance",
               "words", "Mpixel/s");
@@ -256,6 +318,24 @@ int run_demo() {
         const std::string label = std::string("  ") + zel_colorspace_info(c.from)->name +
                                   " -> " + zel_colorspace_info(c.to)->name;
         row(label, *info, {{in, 0, 0, false, to}, {in, -7, 2, true, to}}, example, c.tolerance);
+      }
+      continue;
+    }
+    if (info->params == ZelParams::kernel || info->params == ZelParams::kernel_pointer ||
+        info->params == ZelParams::kernel_pair) {  // a row per kernel and edge condition
+      std::printf("%s\n", name.c_str());
+      // The whole source in one rectangle (the device refuses parts of it, by design).
+      const std::vector<Arrangement> whole =
+          info->data_type == ZEL_INT16
+              ? std::vector<Arrangement>{{1, 0, 0, false}}
+              : std::vector<Arrangement>{{1, 0, 0, false}, {3, 0, 0, false}, {4, 0, 0, false}};
+      for (const DemoKernel& k : demo_kernels()) {
+        if (k.params != info->params) continue;
+        ZelParamValues example;
+        example.kernels[0] = k.kernels[0];
+        example.kernels[1] = k.kernels[1];
+        example.edges[0] = example.edges[1] = k.edge;
+        row("  " + k.label, *info, whole, example, tolerance->second);
       }
       continue;
     }

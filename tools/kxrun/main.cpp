@@ -17,6 +17,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -97,6 +98,16 @@ const char kUsage[] =
     "                     place with the brush of FILE (text: W H KEYX KEYY, then W x H\n"
     "                     weights 0..1 row by row) in colour C (a value a channel) with its\n"
     "                     key on each point in turn (rounded half away from zero)\n"
+    "  --kernel \"W H KX KY V,V,...\" | --kernel @FILE  convolve8, convolve16: a W x H kernel\n"
+    "                     (values row by row, separated by spaces or commas; the file holds\n"
+    "                     the same text, '#' comments) whose element (KX, KY) stands over\n"
+    "                     the pixel computed: out(x, y) = sum of V[v][u] in(x + KX - u,\n"
+    "                     y + KY - v), band by band. convolve8/convolve8 takes --kernel\n"
+    "                     twice: a row kernel (W x 1), then a column kernel (1 x H)\n"
+    "  --edge none|zero|extend  convolutions: pixels whose kernel reaches past the image\n"
+    "                     keep the input's values (none), become 0 (zero), or read the\n"
+    "                     nearest edge pixels (extend, the default); convolve8/convolve8\n"
+    "                     takes one --edge for both kernels or one each\n"
     "\n"
     "geometric operations (scale8nearest ... scale16bicubic, rotate8nearest,\n"
     "rotate16nearest, translate8nearest ... translate16bicubic, transpose8, transpose16):\n"
@@ -125,125 +136,6 @@ const char kUsage[] =
 int fail(const std::string& reason) {
   std::fprintf(stderr, "kxrun: %s\n", reason.c_str());
   return 1;
-}
-
-// The parameter options, by name; each holds the numbers given.
-const char* const kParamOptions[] = {"--const",     "--value",     "--scale", "--offset",
-                                     "--matrix",    "--threshold", "--color", "--background",
-                                     "--translate", "--angle",     "--factor"};
-// Options of the geometric operations that take a pair of whole numbers.
-const char* const kPairOptions[] = {"--size", "--origin", "--dst-origin"};
-
-struct Options {
-  std::string operation;
-  std::vector<std::string> inputs;
-  std::string output;
-  bool has_roi = false;
-  long roi[4] = {0, 0, 0, 0};
-  bool host_only = false;
-  bool no_fallback = false;
-  std::string trace;  // "-": standard output
-  bool disasm = false;
-  bool stats = false;
-  std::map<std::string, std::vector<double>> params;
-  std::map<std::string, std::string> texts;  // --table, --from, --to
-  Sample16 samples = Sample16::wrap;
-  std::map<std::string, std::vector<long>> pairs;  // --size, --origin, --dst-origin
-  bool centre = false;
-};
-
-// Options that take a file name or a word.
-const char* const kTextOptions[] = {"--table", "--from",   "--to",
-                                    "--brush", "--points", "--transpose"};
-
-// Returns an empty string, or the reason the arguments are bad.
-std::string parse(int argc, char** argv, Options* o) {
-  o->operation = argv[1];
-  for (int i = 2; i < argc; ++i) {
-    const std::string arg = argv[i];
-    const bool has_value = i + 1 < argc;
-    if (arg == "-o" || arg == "--roi" || arg == "--device" || arg == "--trace") {
-      if (!has_value) return arg + " needs a value";
-      const char* value = argv[++i];
-      if (arg == "-o") {
-        o->output = value;
-      } else if (arg == "--trace") {
-        o->trace = value;
-      } else if (arg == "--device") {
-        if (std::strcmp(value, "kx") == 0) {
-          o->host_only = false;
-        } else if (std::strcmp(value, "host") == 0) {
-          o->host_only = true;
-        } else {
-          return std::string("--device takes kx or host, not ") + value;
-        }
-      } else {
-        std::vector<long> v;
-        if (!parse_ints(value, 4, &v) || v[2] < 0 || v[3] < 0) {
-          return std::string("--roi takes X,Y,W,H with W, H >= 0, not ") + value;
-        }
-        o->has_roi = true;
-        std::copy(v.begin(), v.end(), o->roi);
-      }
-    } else if (std::find(std::begin(kParamOptions), std::end(kParamOptions), arg) !=
-               std::end(kParamOptions)) {
-      if (!has_value) return arg + " needs a value";
-      const size_t most = arg == "--matrix"      ? 12
-                          : arg == "--threshold" ? 3
-                          : arg == "--translate" ? 2
-                          : arg == "--factor"    ? 2
-                          : arg == "--angle"     ? 1
-                                                 : 4;
-      std::vector<double> v;
-      if (!parse_numbers(argv[++i], most, &v)) {
-        return arg + " takes up to " + std::to_string(most) + " comma-separated numbers, not " +
-               argv[i];
-      }
-      o->params[arg] = v;
-    } else if (std::find(std::begin(kTextOptions), std::end(kTextOptions), arg) !=
-               std::end(kTextOptions)) {
-      if (!has_value) return arg + " needs a value";
-      o->texts[arg] = argv[++i];
-    } else if (arg == "--sample16") {
-      if (!has_value) return arg + " needs a value";
-      const std::string value = argv[++i];
-      if (value == "wrap") {
-        o->samples = Sample16::wrap;
-      } else if (value == "offset") {
-        o->samples = Sample16::offset;
-      } else if (value == "clamp") {
-        o->samples = Sample16::clamp;
-      } else {
-        return "--sample16 takes wrap, offset or clamp, not " + value;
-      }
-    } else if (std::find(std::begin(kPairOptions), std::end(kPairOptions), arg) !=
-               std::end(kPairOptions)) {
-      if (!has_value) return arg + " needs a value";
-      std::vector<long> v;
-      const bool size = arg == "--size";
-      if (!parse_ints(argv[++i], 2, &v) || (size && (v[0] < 1 || v[1] < 1)) ||
-          std::abs(v[0]) > (1L << 24) || std::abs(v[1]) > (1L << 24)) {
-        return arg +
-               (size ? " takes W,H with W, H from 1 to 16777216, not "
-                     : " takes X,Y, whole numbers within +-16777216, not ") +
-               argv[i];
-      }
-      o->pairs[arg] = v;
-    } else if (arg == "--centre") {
-      o->centre = true;
-    } else if (arg == "--disasm") {
-      o->disasm = true;
-    } else if (arg == "--no-fallback") {
-      o->no_fallback = true;
-    } else if (arg == "--stats") {
-      o->stats = true;
-    } else if (arg.size() > 1 && arg[0] == '-') {
-      return "unknown option " + arg;
-    } else {
-      o->inputs.push_back(arg);
-    }
-  }
-  return "";
 }
 
 void print_stats() {
@@ -301,6 +193,50 @@ bool geometric(const ZelOperationInfo& info) {
          info.params == ZelParams::rotate || info.params == ZelParams::scale;
 }
 
+// The convolution kernels and edge conditions of --kernel and --edge, or why they are bad.
+std::string convolution_params(const ZelOperationInfo& info, const Options& o,
+                               ZelParamValues* v) {
+  const size_t count = info.params == ZelParams::kernel_pair ? 2 : 1;
+  if (o.kernels.size() != count) {
+    return std::string(info.name) +
+           (count == 1 ? " takes one --kernel"
+                       : " takes --kernel twice (the row kernel, then the column kernel)");
+  }
+  for (size_t i = 0; i < count; ++i) {
+    const std::string& text = o.kernels[i];
+    std::ifstream file;
+    std::istringstream inline_text(text);
+    if (!text.empty() && text[0] == '@') {
+      file.open(text.substr(1));
+      if (!file) return text.substr(1) + ": " + std::strerror(errno);
+    }
+    std::istream& in = file.is_open() ? static_cast<std::istream&>(file) : inline_text;
+    BrushText kernel;
+    std::string why;
+    if (!parse_weights(in, "kernel", &kernel, &why)) {
+      return (file.is_open() ? text.substr(1) : std::string("--kernel")) + ": " + why;
+    }
+    v->kernels[i] = {kernel.width, kernel.height, kernel.key_x, kernel.key_y, kernel.weights};
+  }
+  if (o.edges.size() > count) {
+    return std::string(info.name) + " takes at most " + std::to_string(count) + " --edge";
+  }
+  for (size_t i = 0; i < count; ++i) {
+    const std::string edge =
+        o.edges.empty() ? "extend" : o.edges[std::min(i, o.edges.size() - 1)];
+    if (edge == "none") {
+      v->edges[i] = ZEL_EDGE_NO_WRITE;
+    } else if (edge == "zero") {
+      v->edges[i] = ZEL_EDGE_ZERO;
+    } else if (edge == "extend") {
+      v->edges[i] = ZEL_EDGE_EXTEND;
+    } else {
+      return "--edge takes none, zero or extend, not " + edge;
+    }
+  }
+  return "";
+}
+
 // Fills `v` with the parameters the operation takes from the options; returns an empty
 // string, or why the options do not fit the operation. `bands` is the first input's band
 // count; 16-bit outputs take 16-bit table entries.
@@ -347,6 +283,9 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
       break;
     case ZelParams::none:
     case ZelParams::extrema:
+    case ZelParams::kernel:
+    case ZelParams::kernel_pointer:
+    case ZelParams::kernel_pair:
       break;
   }
   if (geometric(info)) takes.push_back("--background");
@@ -358,6 +297,14 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
   }
   for (const auto& entry : o.texts) {
     if (!taken(entry.first)) return std::string(info.name) + " does not take " + entry.first;
+  }
+  const bool convolution = info.params == ZelParams::kernel ||
+                           info.params == ZelParams::kernel_pointer ||
+                           info.params == ZelParams::kernel_pair;
+  if (convolution) return convolution_params(info, o, v);
+  if (!o.kernels.empty() || !o.edges.empty()) {
+    return std::string(info.name) + " does not take " +
+           (o.kernels.empty() ? "--edge" : "--kernel");
   }
   const auto given = [&](const std::string& option) {
     return o.params.count(option) != 0 || o.texts.count(option) != 0;
@@ -508,6 +455,9 @@ std::string operation_params(const ZelOperationInfo& info, const Options& o, uns
     }
     case ZelParams::none:
     case ZelParams::extrema:
+    case ZelParams::kernel:
+    case ZelParams::kernel_pointer:
+    case ZelParams::kernel_pair:
       break;
   }
   return bad;
@@ -544,7 +494,7 @@ std::string colour_sides(const Options& o, Sides* sides) {
 
 int run_operation(int argc, char** argv) {
   Options o;
-  const std::string bad = parse(argc, argv, &o);
+  const std::string bad = parse_arguments(argc, argv, &o);
   if (!bad.empty()) return fail(bad);
 
   const ZelOperationInfo* info = zel_operation_info(o.operation.c_str());

@@ -21,6 +21,8 @@ constexpr unsigned long long kMaxPixels = 1ull << 28;
 // Numbers longer than this are certainly too large for any field; reading stops there.
 constexpr int kMaxDigits = 9;
 constexpr size_t kMaxPamLine = 4096;
+// Pixel data of unknown length are read in pieces of this many bytes.
+constexpr size_t kPiece = size_t{1} << 20;
 
 struct FileCloser {
   void operator()(std::FILE* f) const { std::fclose(f); }
@@ -158,13 +160,18 @@ unsigned sample_of_pixel(int v, Sample16 mapping) {
 ZelImage* read_netpbm(ZelSystemState* state, const std::string& path, std::string* why,
                       const NetpbmLayout& layout, unsigned long long* above) {
   if (above) *above = 0;
-  if (!state) state = zel_default_state();
   File file(std::fopen(path.c_str(), "rb"));
   if (!file) {
     fail(why, path + ": " + std::strerror(errno));
     return nullptr;
   }
-  std::FILE* f = file.get();
+  return read_netpbm_stream(state, file.get(), why, layout, above);
+}
+
+ZelImage* read_netpbm_stream(ZelSystemState* state, std::FILE* f, std::string* why,
+                             const NetpbmLayout& layout, unsigned long long* above) {
+  if (above) *above = 0;
+  if (!state) state = zel_default_state();
   char magic[2];
   if (std::fread(magic, 1, 2, f) != 2 || magic[0] != 'P' ||
       (magic[1] != '5' && magic[1] != '6' && magic[1] != '7')) {
@@ -206,16 +213,33 @@ ZelImage* read_netpbm(ZelSystemState* state, const std::string& path, std::strin
   }
   const size_t sample_bytes = h.maxval == 255 ? 1 : 2;
   const size_t row_bytes = h.width * h.depth * sample_bytes;
-  // A short file is refused before an image is made for it.
+  const unsigned long long data_bytes = static_cast<unsigned long long>(row_bytes) * h.height;
+  // No image is made for pixel data that are not there. A regular file's length is known:
+  // a short one is refused at once. A stream of unknown length (a pipe, a terminal, memory)
+  // is read first, piece by piece, so that what is held never exceeds what has arrived by
+  // more than one piece, whatever the header claims.
+  std::vector<unsigned char> data;
   struct stat info;
-  long here = std::ftell(f);
-  if (here >= 0 && fstat(fileno(f), &info) == 0 && S_ISREG(info.st_mode)) {
+  const long here = std::ftell(f);
+  const int fd = fileno(f);
+  if (here >= 0 && fd >= 0 && fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
     const unsigned long long left =
         static_cast<unsigned long long>(info.st_size) - static_cast<unsigned long long>(here);
     if (static_cast<unsigned long long>(info.st_size) < static_cast<unsigned long long>(here) ||
-        left < static_cast<unsigned long long>(row_bytes) * h.height) {
+        left < data_bytes) {
       fail(why, "truncated pixel data");
       return nullptr;
+    }
+  } else {
+    while (data.size() < data_bytes) {
+      const size_t piece =
+          static_cast<size_t>(std::min<unsigned long long>(data_bytes - data.size(), kPiece));
+      const size_t start = data.size();
+      data.resize(start + piece);
+      if (std::fread(data.data() + start, 1, piece, f) != piece) {
+        fail(why, "truncated pixel data");
+        return nullptr;
+      }
     }
   }
   const int type = sample_bytes == 1 ? ZEL_UINT8 : ZEL_INT16;
@@ -227,14 +251,17 @@ ZelImage* read_netpbm(ZelSystemState* state, const std::string& path, std::strin
                   " image");
     return nullptr;
   }
-  std::vector<unsigned char> row(row_bytes);
+  std::vector<unsigned char> row(data.empty() ? row_bytes : 0);
   for (unsigned y = 0; y < h.height; ++y) {
-    if (std::fread(row.data(), 1, row.size(), f) != row.size()) {
-      image->destroy();
-      fail(why, "truncated pixel data");
-      return nullptr;
+    const unsigned char* p = data.data() + (data.empty() ? 0 : y * row_bytes);
+    if (data.empty()) {
+      if (std::fread(row.data(), 1, row.size(), f) != row.size()) {
+        image->destroy();
+        fail(why, "truncated pixel data");
+        return nullptr;
+      }
+      p = row.data();
     }
-    const unsigned char* p = row.data();
     for (unsigned x = 0; x < h.width; ++x) {
       for (unsigned c = 0; c < h.depth; ++c) {
         int value = *p++;

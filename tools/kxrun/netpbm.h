@@ -23,6 +23,7 @@
 #ifndef KXRUN_NETPBM_H
 #define KXRUN_NETPBM_H
 
+#include <cstdio>
 #include <string>
 
 class ZelImage;
@@ -46,6 +47,13 @@ unsigned band_of_channel(unsigned c, unsigned channels, Channels order);
 // `above`, when given, receives the number of 16-bit samples above 32767.
 ZelImage* read_netpbm(ZelSystemState* state, const std::string& path, std::string* why,
                       const NetpbmLayout& layout = {}, unsigned long long* above = nullptr);
+// The same from a stream, read from where it stands (it is not closed). The pixel data of a
+// regular file are checked against its length before an image is made; a stream of
+// unknown length (a pipe, memory) has its pixel data read before the image is made, in
+// pieces of 1 MiB, so no more is held than has arrived plus one piece.
+ZelImage* read_netpbm_stream(ZelSystemState* state, std::FILE* file, std::string* why,
+                             const NetpbmLayout& layout = {},
+                             unsigned long long* above = nullptr);
 // False with a one-line reason in *why when the image cannot be written.
 bool write_netpbm(ZelImage* image, const std::string& path, std::string* why,
                   const NetpbmLayout& layout = {});

@@ -127,7 +127,7 @@ bool memory_word(const std::string& mnemonic, const char* operands, uint32_t* wo
       std::sscanf(operands, " x%d r%d @[r%u]%n", &count, &reg, &low, &end) != 3) {
     return false;
   }
-  *word = 0x80000000u | ((uint32_t(count - 1) & 0x1F) << 23) | (operation << 19) |
+  *word = 0x80000000u | (((uint32_t(count) - 1) & 0x1F) << 23) | (operation << 19) |
           ((type & 0x1F) << 14) | ((uint32_t(reg) & 0x7F) << 7) | (low & 0x7F);
   return true;
 }
@@ -141,7 +141,7 @@ bool queue_word(const std::string& mnemonic, const char* operands, uint32_t* wor
     return false;
   }
   if (detail::kQueueForms[opcode].walk == isa::Walk::compare) d = 0;  // shown as r2
-  *word = (opcode >> 3) << 28 | ((uint32_t(count - 1) & 0xF) << 24) | (opcode & 7) << 21 |
+  *word = (opcode >> 3) << 28 | (((uint32_t(count) - 1) & 0xF) << 24) | (opcode & 7) << 21 |
           (uint32_t(a) & 0x7F) << 14 | (uint32_t(d) & 0x7F) << 7 | (uint32_t(b) & 0x7F);
   return true;
 }
@@ -177,7 +177,8 @@ std::string disassemble_trace_line(const std::string& line) {
   const auto hex = [](const std::string& text, uint32_t* out) {
     char* end = nullptr;
     const unsigned long v = std::strtoul(text.c_str(), &end, 16);
-    if (text.empty() || *end != '\0' || v > 0xFFFFFFFFul) return false;
+    // The whole token: a NUL byte inside it ends the number, not the token.
+    if (text.empty() || end != text.c_str() + text.size() || v > 0xFFFFFFFFul) return false;
     *out = uint32_t(v);
     return true;
   };
@@ -190,7 +191,7 @@ std::string disassemble_trace_line(const std::string& line) {
     std::snprintf(text, sizeof text, "%08x             %s", word,
                   disassemble_queue(word).c_str());
   } else {
-    std::snprintf(text, sizeof text, "                    %s", line.c_str());
+    return std::string(20, ' ') + line;  // whole, however long
   }
   return text;
 }

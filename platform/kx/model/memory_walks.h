@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "isa.h"
 #include "processor.h"
@@ -104,10 +105,74 @@ inline int packed_reg(const Run& run, uint32_t offset) {
   return run.reg + int(((run.address + offset) >> 2) - (run.address >> 2));
 }
 
+// What a register field of 0 reads for every element of a run: r0, never advanced.
+inline constexpr uint32_t kZeroRun[4 * 32] = {};
+
+// The registers element i of a run naming R reads from: R + i, or r0 throughout.
+inline const uint32_t* run_source(const Processor& p, int first) {
+  return first ? &p.r[size_t(first)] : kZeroRun;
+}
+
+// The selection that writes every element (all but the masked stores).
+struct EveryElement {
+  constexpr bool operator()(uint32_t) const { return true; }
+};
+
+// A store whose every byte passes its masks (no plane-mask lane cleared, every element
+// selected): each element's bytes go straight to host memory, one loop per data type over
+// the run. SL_T8P, whose bytes come from lanes, always takes the byte-wise walk below.
+template <isa::Base B, typename Value>
+void store_unmasked(Processor& p, const Run& run, Value value) {
+  constexpr Width width = width_of(B);
+  const uint32_t* v = run_source(p, run.reg);
+  const uint32_t n = uint32_t(run.count);
+  const int t = run.t;
+  uint8_t* host = run.host;
+  if constexpr (B == isa::Base::SL_T8) {
+    for (uint32_t i = 0; i < n; ++i) host[i] = uint8_t(value(int32_t(v[i]), t, width));
+  } else if constexpr (B == isa::Base::SL_T4C) {  // byte k of pixel i from R + 4i + k
+    for (uint32_t j = 0; j < 4 * n; ++j) host[j] = uint8_t(value(int32_t(v[j]), t, width));
+  } else if constexpr (B == isa::Base::SL_T32C) {
+    for (uint32_t i = 0; i < n; ++i) host[4 * i] = uint8_t(value(int32_t(v[i]), t, width));
+  } else if constexpr (B == isa::Base::SL_T16 || B == isa::Base::SL_T16R) {
+    uint16_t numbers[32];
+    for (uint32_t i = 0; i < n; ++i) numbers[i] = uint16_t(value(int32_t(v[i]), t, width));
+    std::memcpy(host, numbers, 2 * n);  // numbers in the host's byte order
+  } else if constexpr (B == isa::Base::SL_T32) {
+    for (uint32_t i = 0; i < n; ++i) {
+      const uint32_t word = value(int32_t(v[i]), t, width);
+      for (uint32_t k = 0; k < 4; ++k) host[4 * i + k] = lane(word, k);
+    }
+  }
+  p.write_occurred = true;  // n >= 1 elements, every byte written
+}
+
 // Element i of any store, through Value (register value, sub-field, width -> element) and
 // Select (element index -> written?).
 template <typename Value, typename Select>
-void store_run(Processor& p, const Run& run, Value value, Select selected) {
+[[gnu::always_inline]] inline void store_run(Processor& p, const Run& run, Value value,
+                                             Select selected) {
+  if constexpr (std::is_same_v<Select, EveryElement>) {
+    const bool unmasked = !plane_masked(run.base) || p.plane_mask == 0xFFFFFFFF;
+    if (unmasked) {
+      switch (run.base) {
+        case isa::Base::SL_T8:
+          return store_unmasked<isa::Base::SL_T8>(p, run, value);
+        case isa::Base::SL_T4C:
+          return store_unmasked<isa::Base::SL_T4C>(p, run, value);
+        case isa::Base::SL_T32C:
+          return store_unmasked<isa::Base::SL_T32C>(p, run, value);
+        case isa::Base::SL_T16R:
+          return store_unmasked<isa::Base::SL_T16R>(p, run, value);
+        case isa::Base::SL_T16:
+          return store_unmasked<isa::Base::SL_T16>(p, run, value);
+        case isa::Base::SL_T32:
+          return store_unmasked<isa::Base::SL_T32>(p, run, value);
+        case isa::Base::SL_T8P:
+          break;
+      }
+    }
+  }
   ByteWriter out(p, run, 0xFFFFFFFF);
   const uint32_t n = uint32_t(run.count);
   const Width width = width_of(run.base);
@@ -144,7 +209,8 @@ void store_run(Processor& p, const Run& run, Value value, Select selected) {
 }
 
 // The fill pattern P = r(R):r(R+1) (docs/kx-isa.md 3.5), through `extra_mask`.
-inline void store_pattern(Processor& p, const Run& run, uint32_t extra_mask) {
+[[gnu::always_inline]] inline void store_pattern(Processor& p, const Run& run,
+                                                 uint32_t extra_mask) {
   const uint64_t pattern = run.reg == 0 ? 0 : uint64_t{p.r[run.reg]} << 32 | p.r[run.reg + 1];
   // Byte a & 7 of P, byte 0 the most significant.
   auto pattern_byte = [&](uint32_t a) { return uint8_t(pattern >> (56 - 8 * (a & 7))); };

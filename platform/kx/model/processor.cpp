@@ -1,5 +1,6 @@
 #include "processor.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -60,19 +61,7 @@ void Processor::reset(bool deferred, bool strict) {
 
 // ---- Arrivals (docs/kx-isa.md 2)
 
-void Processor::alias_store(uint32_t address, uint32_t value) {
-  if (trace_) trace("mem 0x%08x 0x%08x", address, value);
-  ++counters.memory_words;
-  arrive(Arrival::memory_word, address, value);
-}
-
-void Processor::context_store(uint32_t offset, uint32_t value) {
-  if (offset == isa::kQueuePort) {
-    if (trace_) trace("queue 0x%08x", value);
-    ++counters.queue_words;
-    arrive(Arrival::queue_word, 0, value);
-    return;
-  }
+void Processor::context_store_other(uint32_t offset, uint32_t value) {
   if (offset % 4 == 0 && in_register_file(offset)) {
     if (trace_) trace("reg %u 0x%08x", register_at(offset), value);
     ++counters.register_writes;
@@ -158,10 +147,18 @@ void Processor::bad_context(uint32_t offset, uint32_t value) {
 
 void Processor::arrive(Arrival kind, uint32_t where, uint32_t value) {
   if (deferred_) {
-    held_.push_back(Held{kind, where, value});
+    hold(kind, where, value);
   } else {
     execute(kind, where, value);
   }
+}
+
+// The held queue grows by reserving room for as many arrivals again as it holds (at least
+// 64 Ki), never one arrival at a time.
+void Processor::hold(Arrival kind, uint32_t where, uint32_t value) {
+  if (held_.size() == held_.capacity())
+    held_.reserve(std::max<size_t>(2 * held_.size(), 1 << 16));
+  held_.push_back(Held{kind, where, value});
 }
 
 void Processor::drain() {

@@ -33,6 +33,12 @@ enum class FaultKind : uint8_t {
 
 const char* fault_name(FaultKind kind);
 
+class Processor;
+
+// The semantics: one word each, already past the bus (memory_ops.cpp, queue_forms.cpp).
+void execute_memory_word(Processor& processor, uint32_t address, uint32_t word);
+void execute_queue_word(Processor& processor, uint32_t word);
+
 class Processor {
  public:
   explicit Processor(AliasSpace& alias);
@@ -40,9 +46,21 @@ class Processor {
   // Back to the reset state of docs/kx-isa.md 1.2; drops held work, counters and faults.
   void reset(bool deferred, bool strict);
 
-  // The bus (arrivals).
-  void alias_store(uint32_t address, uint32_t value);
-  void context_store(uint32_t offset, uint32_t value);
+  // The bus (arrivals). The two paths every kernel word takes, memory words and single
+  // queue words, are here so that libkx reaches the semantics without further calls.
+  void alias_store(uint32_t address, uint32_t value) {
+    if (trace_) trace("mem 0x%08x 0x%08x", address, value);
+    ++counters.memory_words;
+    if (deferred_) return hold(Arrival::memory_word, address, value);
+    execute_memory_word(*this, address, value);
+  }
+  void context_store(uint32_t offset, uint32_t value) {
+    if (offset != isa::kQueuePort) return context_store_other(offset, value);
+    if (trace_) trace("queue 0x%08x", value);
+    ++counters.queue_words;
+    if (deferred_) return hold(Arrival::queue_word, 0, value);
+    execute_queue_word(*this, value);
+  }
   void context_store64(uint32_t offset, uint32_t first, uint32_t second);
   uint32_t context_load(uint32_t offset);
   // A bus access through something that is not the context block libkx handed out.
@@ -83,6 +101,8 @@ class Processor {
   };
 
   void arrive(Arrival kind, uint32_t where, uint32_t value);
+  void hold(Arrival kind, uint32_t where, uint32_t value);
+  void context_store_other(uint32_t offset, uint32_t value);
   void execute(Arrival kind, uint32_t where, uint32_t value);
   void context_write(uint32_t offset, uint32_t value, uint32_t& target);
   void trace(const char* format, uint32_t first, uint32_t second = 0);
@@ -94,10 +114,6 @@ class Processor {
   std::function<void(const Fault&)> hook_;
   std::function<void(std::string_view)> trace_;
 };
-
-// The semantics: one word each, already past the bus (memory_ops.cpp, queue_forms.cpp).
-void execute_memory_word(Processor& processor, uint32_t address, uint32_t word);
-void execute_queue_word(Processor& processor, uint32_t word);
 
 }  // namespace kxm::detail
 

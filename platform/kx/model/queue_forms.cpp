@@ -43,19 +43,35 @@ uint32_t shift_left(uint32_t v, uint32_t n) {
   return n >= 32 ? 0 : v << n;
 }
 
+// The exact a + b and a - b, saturated, in 32-bit steps that vectorise (the 64-bit clamp
+// above does not, and the sums are the commonest words): the result taken modulo 2^32 is
+// exact unless the operands' signs give it the wrong sign, and then the exact value lies
+// beyond the limit on a's side, INT32_MIN for a negative a, INT32_MAX otherwise.
+uint32_t limit_of_sign(uint32_t a) {
+  return (a >> 31) + 0x7FFFFFFFu;
+}
+uint32_t saturated_sum(uint32_t a, uint32_t b) {
+  const uint32_t sum = a + b;
+  return int32_t((a ^ sum) & (b ^ sum)) < 0 ? limit_of_sign(a) : sum;
+}
+uint32_t saturated_difference(uint32_t a, uint32_t b) {
+  const uint32_t difference = a - b;
+  return int32_t((a ^ b) & (a ^ difference)) < 0 ? limit_of_sign(a) : difference;
+}
+
 // A/000: D+i = A+i + B+i
 FORM(SL_OP_ADD, elementwise) {
-  return saturate(s(e.a) + s(e.b));
+  return saturated_sum(e.a, e.b);
 }
 
 // A/100: D+i = A+i - B+i
 FORM(SL_OP_SUB, elementwise) {
-  return saturate(s(e.a) - s(e.b));
+  return saturated_difference(e.a, e.b);
 }
 
 // A/101: D+i = A+i - B+i (the same as SL_OP_SUB)
 FORM(SL_OP_ARITH5, elementwise) {
-  return saturate(s(e.a) - s(e.b));
+  return saturated_difference(e.a, e.b);
 }
 
 // A/111: D+i = |A+i - B+i|
@@ -66,7 +82,7 @@ FORM(SL_OP_ABS, elementwise) {
 
 // A/001: D+i = A+i + r(B)
 FORM(SL_OP_ADDS, one_b) {
-  return saturate(s(e.a) + s(e.b));
+  return saturated_sum(e.a, e.b);
 }
 
 // 0/000: D+i = A+i * B+i
@@ -226,9 +242,9 @@ constexpr std::array<QueueForm, 128> kQueueForms = [] {
   return table;
 }();
 
-const char* undefined_queue_word(uint32_t word) {
-  const isa::QueueWord q{word};
-  const QueueForm& form = kQueueForms[q.opcode()];
+namespace {
+
+const char* undefined_fields(const isa::QueueWord& q, const QueueForm& form) {
   if (form.name == nullptr) return "no form for this group and variant";
   if (form.walk == isa::Walk::compare && q.d() != 0) return "compare with a D field";
   if (form.walk == isa::Walk::funnel && unsigned(q.b()) > isa::kMaxFunnelShift)
@@ -236,12 +252,21 @@ const char* undefined_queue_word(uint32_t word) {
   return nullptr;
 }
 
+}  // namespace
+
+const char* undefined_queue_word(uint32_t word) {
+  const isa::QueueWord q{word};
+  return undefined_fields(q, kQueueForms[q.opcode()]);
+}
+
 void execute_queue_word(Processor& p, uint32_t word) {
-  if (const char* why = undefined_queue_word(word)) {
+  const isa::QueueWord q{word};
+  const QueueForm& form = kQueueForms[q.opcode()];
+  if (const char* why = undefined_fields(q, form)) {
     p.fault(FaultKind::undefined, word, isa::kQueuePort, why);
     return;
   }
-  kQueueForms[isa::QueueWord{word}.opcode()].execute(p, word);
+  form.execute(p, word);
 }
 
 }  // namespace kxm::detail

@@ -5,7 +5,9 @@
 #ifndef KX_MODEL_QUEUE_WALKS_H
 #define KX_MODEL_QUEUE_WALKS_H
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "isa.h"
 #include "processor.h"
@@ -106,8 +108,18 @@ void retire(Processor& p, const isa::QueueWord& q, const uint32_t* result) {
     for (int i = 0; i < n; ++i) mask |= (result[i] & 1) << (31 - i);
     p.r[2] = mask;
   } else {
-    const int step = W == Walk::scatter ? q.stride() : 1;
     if (q.d() == 0) return;
+    if constexpr (W != Walk::scatter) {  // D+i, all in r1..r127
+      // A whole word in one fixed-size move: the next word reads these registers as
+      // vectors, which a copy of runtime length would write in pieces too small to forward.
+      if (n == 16) {
+        std::memcpy(&p.r[size_t(q.d())], result, 16 * sizeof(uint32_t));
+      } else {
+        std::copy(result, result + n, &p.r[size_t(q.d())]);
+      }
+      return;
+    }
+    const int step = q.stride();
     for (int i = 0; i < n; ++i) {
       const int target = q.d() + step * i;
       if (target != 0) p.r[size_t(target)] = result[i];
@@ -124,7 +136,26 @@ void execute(Processor& p, uint32_t word) {
   const Shared shared{p.r[1], p.r[2], p.raster_op};
   uint32_t result[16];
   const int n = q.count();
-  for (int i = 0; i < n; ++i) result[i] = F(operands<W>(p, q, i), shared);
+  if constexpr (W == Walk::elementwise || W == Walk::one_b || W == Walk::immediate) {
+    // A+i and B+i (or one B) as plain arrays, a field of 0 reading r0 for every element:
+    // one loop the compiler can vectorise.
+    static constexpr uint32_t zeros[16] = {};
+    const uint32_t* a = q.a() ? &p.r[size_t(q.a())] : zeros;
+    const uint32_t* b = q.b() ? &p.r[size_t(q.b())] : zeros;
+    const uint32_t one = W == Walk::one_b ? p.r[size_t(q.b())] : uint32_t(q.b());
+    auto elements = [&](int count) {
+      for (int i = 0; i < count; ++i) {
+        result[i] = F(Element{a[i], 0, 0, W == Walk::elementwise ? b[i] : one, i}, shared);
+      }
+    };
+    if (n == 16) {
+      elements(16);  // the whole word: a loop of known length, without a remainder
+    } else {
+      elements(n);
+    }
+  } else {
+    for (int i = 0; i < n; ++i) result[i] = F(operands<W>(p, q, i), shared);
+  }
   retire<W>(p, q, result);
 }
 

@@ -16,8 +16,10 @@ namespace {
 kx_ctx the_context{0};
 int own_fd = -1;  // libkx's own descriptor, opened on first use
 
+// The one processor, looked up once: every bus access goes straight to it.
 kxm::detail::Processor& processor() {
-  return kxm::detail::model().processor;
+  static kxm::detail::Processor& the_processor = kxm::detail::model().processor;
+  return the_processor;
 }
 
 bool known(const kx_ctx_t* ctx) {

@@ -196,6 +196,16 @@ class ZelImage final : public ZelObject, public ZelImageType {
   // Records that the pixels changed behind the host's back (a device wrote them): bumps the
   // version of this image and of its root. setPixel does the same.
   void markChanged();
+  // Band `band` of the pixels in host memory, for loops over rows: band `band` of pixel
+  // (x, y) is element x * pixel_stride + y * line_stride after `first` (bytes for 8-bit
+  // data, 16-bit numbers in the host's order for 16-bit data). `first` is nullptr for a
+  // band the image does not have. A caller that writes through it calls markChanged.
+  struct BandLayout {
+    unsigned char* first = nullptr;
+    size_t pixel_stride = 0;
+    size_t line_stride = 0;
+  };
+  BandLayout bandLayout(unsigned band) const;
 
  private:
   friend class ZelSystemState;
@@ -429,7 +439,11 @@ class ZelOp final : public ZelObject {
   // ---- Host side ----
   void setSrc(int n, ZelImage* image);  // n = 1, 2, 3
   void setDst(ZelImage* image) { dst_ = image; }
-  void setOp1(ZelOp* op) { op1_ = op; }
+  void setOp1(ZelOp* op) {  // an inner operation made by createOp is destroyed here
+    if (owns_op1_ && op != op1_) op1_->destroy();
+    owns_op1_ = owns_op1_ && op == op1_;
+    op1_ = op;
+  }
   void setPtrParam(int n, void* value);
   void setObjParam(int n, ZelObject* value);
   void setFloatParam(int n, float value);
@@ -444,11 +458,12 @@ class ZelOp final : public ZelObject {
     long l = 0;
   };
   ZelOp(ZelSystemState* state, const char* name);
-  ~ZelOp() = default;
+  ~ZelOp();
   std::string name_;
   ZelImage* src_[3] = {nullptr, nullptr, nullptr};
   ZelImage* dst_ = nullptr;
   ZelOp* op1_ = nullptr;
+  bool owns_op1_ = false;  // made by createOp from a two-level path
   std::vector<Param> params_;
 };
 
@@ -477,6 +492,9 @@ class ZelSystemState {
   ZelImage* createImage(unsigned width, unsigned height, unsigned bands, int data_type,
                         unsigned row_padding = 0);
   ZelRoi* createRoi();
+  // An operation by its name; a two-level path "inner/outer" (as "convolve8/convolve8")
+  // makes the outer operation, named by the second name, with an inner operation named by
+  // the first as its getOp1(), destroyed with it.
   ZelOp* createOp(const char* name);
   // A kernel of width x height values copied from `values` (row by row; zeros when
   // `values` is null). nullptr when a size is below 1 or the kernel exceeds 2^24 values.
@@ -658,8 +676,8 @@ struct ZelRunResult {
 };
 // Runs an operation by its name (and, for a two-level path, its inner operation's name):
 // the first routine registered at the node first, then, when there is none or it returns 2
-// and the path allows, the host's own software implementation of the operation's name. An
-// operation with an inner operation has no software implementation. After a success the
+// and the path allows, the host's own software implementation of the operation's name (of
+// the path "inner/outer" for an operation with an inner one). After a success the
 // destination's version is bumped.
 ZelRunResult zel_run(ZelOp* op, ZelPath path = ZelPath::device_then_host);
 
@@ -675,13 +693,24 @@ enum class ZelParams {
   extrema,        // pointers 1, 2: receive the per-band maxima and minima (no destination)
   lookup,         // pointer 1: a ZelLookup whose entries take the destination's type
   colorspaces,    // objects 1, 2: the source's and the destination's ZelColorspace
-  paint,  // pointer 1: the colour (a float a band); pointer 2: the brush, a ZelKernel of
-          // weights with its key; long 3: the number of points; pointer 4: x, y floats a point
-  translate,  // floats 1, 2: the horizontal and vertical offsets, in pixels
-  rotate,     // float 1: the angle in radians, counter-clockwise on screen
-  scale,      // floats 1, 2: the horizontal and vertical factors (positive)
-  transpose,  // long 1: the transpose type, 0..6 (ZelRoi::transpose; the destination's
-              // pixel takes the source pixel the type maps there)
+  paint,   // pointer 1: the colour (a float a band); pointer 2: the brush, a ZelKernel of
+           // weights with its key; long 3: the number of points; pointer 4: x, y floats a point
+  kernel,  // object 1: a ZelKernel with its key point; long 2: the edge condition
+  kernel_pointer,  // pointer 1: a ZelKernel with its key point; long 2: the edge condition
+  kernel_pair,     // two-level: the inner operation (getOp1, reading src1) a row kernel as
+                   // `kernel`, the outer a column kernel and its edge condition the same way
+  translate,       // floats 1, 2: the horizontal and vertical offsets, in pixels
+  rotate,          // float 1: the angle in radians, counter-clockwise on screen
+  scale,           // floats 1, 2: the horizontal and vertical factors (positive)
+  transpose,       // long 1: the transpose type, 0..6 (ZelRoi::transpose; the destination's
+                   // pixel takes the source pixel the type maps there)
+};
+
+// What a convolution does where a pixel's neighbourhood leaves the source.
+enum ZelEdgeCondition : long {
+  ZEL_EDGE_NO_WRITE = 0,  // the pixel is left as it is
+  ZEL_EDGE_ZERO = 1,      // the pixel becomes 0
+  ZEL_EDGE_EXTEND = 2,    // source coordinates are clamped into the source
 };
 
 // The host's own operations, which a device may accelerate.
@@ -701,7 +730,7 @@ struct ZelOperationInfo {
   // (only for a root whose rows are packed, which is how copyKX2Ckx copies them).
   bool ckx_source = false;
 };
-// nullptr for a name the host does not implement.
+// nullptr for a name (or two-level path) the host does not implement.
 const ZelOperationInfo* zel_operation_info(const char* name);
 const std::vector<ZelOperationInfo>& zel_operations();
 

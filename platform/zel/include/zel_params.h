@@ -29,18 +29,29 @@ struct ZelParamValues {
   long transpose = 0;     // a transpose type
   float amounts[2] = {};  // offsets or factors, horizontal then vertical
   float angle = 0;        // radians (rotations)
+  // Convolution kernels (width x height values row by row, and the key point) with their
+  // edge conditions (ZelEdgeCondition); a pair's row kernel (the inner operation's) is
+  // kernels[0], its column kernel kernels[1].
+  struct Kernel {
+    int width = 0, height = 0, key_x = 0, key_y = 0;
+    std::vector<float> values;
+  };
+  Kernel kernels[2];
+  long edges[2] = {ZEL_EDGE_EXTEND, ZEL_EDGE_EXTEND};
 };
 
 // Points the operation's parameters at `values`, as `kind` says; an operation that takes a
-// host object (the band-combine matrix, a lookup, colour spaces) gets one made here,
-// released by zel_release_params. A lookup's entries take the type of the operation's
-// destination (8-bit when it has none yet).
+// host object (the band-combine matrix, a lookup, colour spaces, kernels) gets one made
+// here, released by zel_release_params. A pair's inner operation (made by createOp from the
+// two-level path) reads the operation's first source. A lookup's entries take the type of the
+// operation's destination (8-bit when it has none yet).
 void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* values);
 void zel_release_params(ZelOp* op, ZelParams kind);
 
 // Ordinary values for an operation's parameters, for demonstrations and benchmarks; a
 // lookup gets `table_bands` values an entry (set it first), colour conversion rgb709 to
-// ycc601.
+// ycc601, a convolution a 3 x 3 sharpening kernel (a pair a 5-tap blur each way) with its
+// edges extended.
 void zel_example_params(const ZelOperationInfo& info, ZelParamValues* values);
 
 #endif

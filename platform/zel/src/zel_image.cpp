@@ -302,6 +302,13 @@ unsigned char* ZelImage::elementAddress(unsigned x, unsigned y, unsigned band) c
   return r->kx_buffer_->host + e * element;
 }
 
+ZelImage::BandLayout ZelImage::bandLayout(unsigned band) const {
+  unsigned char* first = elementAddress(0, 0, band);
+  if (!first) return {};
+  const ZelImage* r = root();
+  return {first, r->pixel_stride_, r->line_stride_};
+}
+
 int ZelImage::getPixel(unsigned x, unsigned y, unsigned band) const {
   const unsigned char* p = elementAddress(x, y, band);
   if (!p) return 0;

@@ -3,6 +3,20 @@
 #include <algorithm>
 #include <cstring>
 
+namespace {
+
+ZelKernel* make_kernel(ZelOp* op, const ZelParamValues::Kernel& k) {
+  return op->getSystemState()->createKernel(k.width, k.height, k.values.data(),
+                                            int16_t(k.key_x), int16_t(k.key_y));
+}
+
+void release_object(ZelOp* op, int n) {
+  if (ZelObject* object = op->getObjParam(n)) object->destroy();
+  op->setObjParam(n, nullptr);
+}
+
+}  // namespace
+
 void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
   switch (kind) {
     case ZelParams::none:
@@ -64,14 +78,28 @@ void zel_attach_params(ZelOp* op, ZelParams kind, ZelParamValues* v) {
       op->setFloatParam(1, v->amounts[0]);
       op->setFloatParam(2, v->amounts[1]);
       break;
+    case ZelParams::kernel:
+      op->setObjParam(1, make_kernel(op, v->kernels[0]));
+      op->setLongParam(2, v->edges[0]);
+      break;
+    case ZelParams::kernel_pointer:
+      op->setPtrParam(1, make_kernel(op, v->kernels[0]));
+      op->setLongParam(2, v->edges[0]);
+      break;
+    case ZelParams::kernel_pair:
+      op->setObjParam(1, make_kernel(op, v->kernels[1]));
+      op->setLongParam(2, v->edges[1]);
+      if (ZelOp* inner = op->getOp1()) {
+        inner->setSrc(1, op->getSrc1());
+        inner->setObjParam(1, make_kernel(inner, v->kernels[0]));
+        inner->setLongParam(2, v->edges[0]);
+      }
+      break;
   }
 }
 
 void zel_release_params(ZelOp* op, ZelParams kind) {
-  const auto release = [op](int n) {
-    if (ZelObject* object = op->getObjParam(n)) object->destroy();
-    op->setObjParam(n, nullptr);
-  };
+  const auto release = [op](int n) { release_object(op, n); };
   switch (kind) {
     case ZelParams::matrix:
       release(1);
@@ -87,6 +115,17 @@ void zel_release_params(ZelOp* op, ZelParams kind) {
     case ZelParams::paint:
       if (auto* brush = static_cast<ZelKernel*>(op->getPtrParam(2))) brush->destroy();
       op->setPtrParam(2, nullptr);
+      break;
+    case ZelParams::kernel:
+      release(1);
+      break;
+    case ZelParams::kernel_pointer:
+      if (auto* kernel = static_cast<ZelKernel*>(op->getPtrParam(1))) kernel->destroy();
+      op->setPtrParam(1, nullptr);
+      break;
+    case ZelParams::kernel_pair:
+      release(1);
+      if (ZelOp* inner = op->getOp1()) release_object(inner, 1);
       break;
     default:
       break;
@@ -176,6 +215,17 @@ void zel_example_params(const ZelOperationInfo& info, ZelParamValues* v) {
       break;
     case ZelParams::transpose:  // a quarter turn (8-bit); a half turn fits any 16-bit image
       v->transpose = wide ? 5 : 4;
+      break;
+    case ZelParams::kernel:
+    case ZelParams::kernel_pointer:
+      // Sharpening: multiples of 1/256 with a sum of 1, which every routine takes.
+      v->kernels[0] = {3, 3, 1, 1, {0, -0.25f, 0, -0.25f, 2, -0.25f, 0, -0.25f, 0}};
+      v->edges[0] = ZEL_EDGE_EXTEND;
+      break;
+    case ZelParams::kernel_pair:
+      v->kernels[0] = {5, 1, 2, 0, {0.0625f, 0.25f, 0.375f, 0.25f, 0.0625f}};
+      v->kernels[1] = {1, 5, 0, 2, v->kernels[0].values};
+      v->edges[0] = v->edges[1] = ZEL_EDGE_EXTEND;
       break;
     case ZelParams::none:
     case ZelParams::extrema:

@@ -106,8 +106,11 @@ ZelRunResult zel_run(ZelOp* op, ZelPath path) {
       return result;
     }
   }
-  if (path != ZelPath::device_only && !op->getOp1()) {
-    const ZelOperationInfo* info = zel_operation_info(op->getName());
+  if (path != ZelPath::device_only) {
+    const ZelOp* inner = op->getOp1();
+    const std::string name =
+        inner ? std::string(inner->getName()) + "/" + op->getName() : op->getName();
+    const ZelOperationInfo* info = zel_operation_info(name.c_str());
     if (info && info->software) {
       result.host_ran = true;
       result.status = info->software(op) == 0 ? 0 : 2;

@@ -6,6 +6,7 @@
 #include "zel.h"
 #include "zel_software_blend.h"
 #include "zel_software_constant.h"
+#include "zel_software_convolve.h"
 #include "zel_software_copy.h"
 #include "zel_software_geometry.h"
 #include "zel_software_lookup.h"
@@ -22,9 +23,8 @@ long long multiply(long long a, long long b) {
 // the three images meet.
 template <int Type, long long (*Combine)(long long, long long)>
 int dyadic(ZelOp* op) {
-  return pointwise(op, Type, 2, [](long long a, long long b, unsigned) {
-    return saturate(Type, Combine(a, b));
-  });
+  return pointwise<Type>(
+      op, 2, [](long long a, long long b, unsigned) { return saturate(Type, Combine(a, b)); });
 }
 
 }  // namespace
@@ -119,6 +119,10 @@ const std::vector<ZelOperationInfo>& zel_operations() {
        translate_interpolated<ZEL_INT16, Interpolation::bicubic>, ZelParams::translate},
       {"transpose8", 1, ZEL_UINT8, transpose<ZEL_UINT8>, ZelParams::transpose},
       {"transpose16", 1, ZEL_INT16, transpose<ZEL_INT16>, ZelParams::transpose},
+      {"convolve8", 1, ZEL_UINT8, convolve<ZEL_UINT8>, ZelParams::kernel},
+      {"convolve16", 1, ZEL_INT16, convolve<ZEL_INT16>, ZelParams::kernel_pointer},
+      // A two-level path: the inner operation, then the outer one.
+      {"convolve8/convolve8", 1, ZEL_UINT8, convolve_pair8, ZelParams::kernel_pair},
   };
   return operations;
 }

@@ -24,17 +24,33 @@
 
 namespace zel_software {
 
+// One row of `width` pixels of one band: out = f(a, b, band), elements `step` apart (b is 0
+// for a one-source operation: in2 is nullptr).
+template <typename T, typename F>
+inline void pointwise_row(T* out, ptrdiff_t out_step, const T* in1, ptrdiff_t step1,
+                          const T* in2, ptrdiff_t step2, int width, unsigned band, F f) {
+  if (in2) {
+    for (int i = 0; i < width; ++i)
+      out[i * out_step] = T(f(in1[i * step1], in2[i * step2], band));
+  } else {
+    for (int i = 0; i < width; ++i) out[i * out_step] = T(f(in1[i * step1], 0, band));
+  }
+}
+
 // dst = f(a, b, band) in every band of every point where the regions of the destination and
 // the sources meet; a from src1, b from src2 (0 for a one-source operation). Point (x, y)
-// is pixel (x + ox, y + oy) of an image with origin (ox, oy).
-template <typename F>
-inline int pointwise(ZelOp* op, int data_type, int sources, F f) {
+// is pixel (x + ox, y + oy) of an image with origin (ox, oy). Rows are walked in host
+// memory, pixel after pixel and band after band within a pixel, the order of the pixels'
+// own loops, so that images sharing pixels give what pixel-by-pixel access gives.
+template <int Type, typename F>
+inline int pointwise(ZelOp* op, int sources, F f) {
+  using T = Element<Type>;
   ZelImage* dst = op->getDst();
   ZelImage* src1 = op->getSrc1();
   ZelImage* src2 = sources == 2 ? op->getSrc2() : nullptr;
   if (!dst || !src1 || (sources == 2 && !src2)) return 2;
   for (ZelImage* image : {dst, src1, src2}) {
-    if (image && (image->getDataType() != data_type || image->getBands() != dst->getBands())) {
+    if (image && (image->getDataType() != Type || image->getBands() != dst->getBands())) {
       return 2;
     }
   }
@@ -45,18 +61,37 @@ inline int pointwise(ZelOp* op, int data_type, int sources, F f) {
   dst->getOrigin(&dx, &dy);
   src1->getOrigin(&ax, &ay);
   if (src2) src2->getOrigin(&bx, &by);
+  const unsigned bands = dst->getBands();
+  Band<T> d[4], a[4], b[4];
+  for (unsigned band = 0; band < bands; ++band) {
+    d[band] = band_of<T>(dst, band);
+    a[band] = band_of<T>(src1, band);
+    if (src2) b[band] = band_of<T>(src2, band);
+  }
+  bool wrote = false;
   int x, y, width, height;
   while (list->getNextRect(&x, &y, &width, &height)) {
+    wrote = wrote || (width > 0 && height > 0);
     for (int row = y; row < y + height; ++row) {
-      for (int column = x; column < x + width; ++column) {
-        for (unsigned band = 0; band < dst->getBands(); ++band) {
-          const long long a = src1->getPixel(column + ax, row + ay, band);
-          const long long b = src2 ? src2->getPixel(column + bx, row + by, band) : 0;
-          dst->setPixel(column + dx, row + dy, band, static_cast<int>(f(a, b, band)));
+      T* out = d[0].at(x + dx, row + dy);
+      const T* in1 = a[0].at(x + ax, row + ay);
+      const T* in2 = src2 ? b[0].at(x + bx, row + by) : nullptr;
+      if (bands == 1 && d[0].step == 1 && a[0].step == 1 && (!src2 || b[0].step == 1)) {
+        pointwise_row(out, 1, in1, 1, in2, 1, width, 0, f);  // contiguous: vectorised
+      } else if (bands == 1) {
+        pointwise_row(out, d[0].step, in1, a[0].step, in2, b[0].step, width, 0, f);
+      } else {
+        for (int column = x; column < x + width; ++column) {
+          for (unsigned band = 0; band < bands; ++band) {
+            const T p = *a[band].at(column + ax, row + ay);
+            const T q = src2 ? *b[band].at(column + bx, row + by) : T(0);
+            *d[band].at(column + dx, row + dy) = T(f(p, q, band));
+          }
         }
       }
     }
   }
+  if (wrote) dst->markChanged();
   list->destroy();
   roi->destroy();
   return 0;
@@ -94,8 +129,14 @@ template <int Type, long long (*Combine)(long long, long long)>
 inline int whole_constant(ZelOp* op) {
   const float* c = float_constants(op);
   if (!c) return 2;
-  return pointwise(op, Type, 1, [c](long long a, long long, unsigned band) {
-    return saturate(Type, Combine(a, truncate_to_int(c[band])));
+  // The whole constant, held to -65536..65536: beyond that every pixel saturates alike, and
+  // within it a pixel and the constant combine in an int.
+  int whole[4] = {};
+  for (unsigned band = 0; band < op->getDst()->getBands(); ++band) {
+    whole[band] = int(std::clamp(truncate_to_int(c[band]), -65536LL, 65536LL));
+  }
+  return pointwise<Type>(op, 1, [whole](int a, int, unsigned band) {
+    return saturate(Type, int(Combine(a, whole[band])));
   });
 }
 
@@ -103,7 +144,7 @@ template <int Type>
 inline int multiply_constant(ZelOp* op) {
   const float* c = float_constants(op);
   if (!c) return 2;
-  return pointwise(op, Type, 1, [c](long long a, long long, unsigned band) {
+  return pointwise<Type>(op, 1, [c](long long a, long long, unsigned band) {
     return a == 0 ? 0 : rounded(Type, double(a) * double(c[band]));
   });
 }
@@ -114,7 +155,7 @@ template <int Type>
 inline int divide_constant(ZelOp* op) {
   const float* c = float_constants(op);
   if (!c) return 2;
-  return pointwise(op, Type, 1, [c](long long a, long long, unsigned band) {
+  return pointwise<Type>(op, 1, [c](long long a, long long, unsigned band) {
     return a == 0 ? 0 : rounded(Type, double(a) / double(c[band]));
   });
 }
@@ -133,8 +174,8 @@ inline long long bit_xor(long long a, long long b) {
 // operation here leaves the pixel range.
 template <int Type, long long (*Combine)(long long, long long)>
 inline int bitwise_images(ZelOp* op) {
-  return pointwise(op, Type, 2,
-                   [](long long a, long long b, unsigned) { return Combine(a, b); });
+  return pointwise<Type>(op, 2,
+                         [](long long a, long long b, unsigned) { return Combine(a, b); });
 }
 
 template <int Type, long long (*Combine)(long long, long long)>
@@ -144,15 +185,14 @@ inline int bitwise_constant(ZelOp* op) {
   for (unsigned band = 0; band < op->getDst()->getBands(); ++band) {
     c[band] = std::min(c[band], uint32_t(highest(Type)));
   }
-  return pointwise(op, Type, 1,
-                   [c](long long a, long long, unsigned band) { return Combine(a, c[band]); });
+  return pointwise<Type>(
+      op, 1, [c](long long a, long long, unsigned band) { return Combine(a, c[band]); });
 }
 
 template <int Type>
 inline int bitwise_not(ZelOp* op) {
-  return pointwise(op, Type, 1, [](long long a, long long, unsigned) {
-    return Type == ZEL_UINT8 ? 255 - a : ~a;
-  });
+  return pointwise<Type>(
+      op, 1, [](long long a, long long, unsigned) { return Type == ZEL_UINT8 ? 255 - a : ~a; });
 }
 
 }  // namespace zel_software

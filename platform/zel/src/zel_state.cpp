@@ -46,7 +46,12 @@ ZelRoi* ZelSystemState::createRoi() {
 }
 
 ZelOp* ZelSystemState::createOp(const char* name) {
-  return new ZelOp(this, name);
+  const char* slash = name ? std::strchr(name, '/') : nullptr;
+  if (slash == nullptr) return new ZelOp(this, name);
+  ZelOp* outer = new ZelOp(this, slash + 1);
+  outer->op1_ = new ZelOp(this, std::string(name, slash).c_str());
+  outer->owns_op1_ = true;
+  return outer;
 }
 
 ZelKernel* ZelSystemState::createKernel(int width, int height, const float* values,
@@ -166,6 +171,10 @@ void zel_memcpy(void* destination, const void* source, size_t bytes) {
 
 ZelOp::ZelOp(ZelSystemState* state, const char* name)
     : ZelObject(state), name_(name ? name : "") {}
+
+ZelOp::~ZelOp() {
+  if (owns_op1_) op1_->destroy();
+}
 
 void ZelOp::destroy() {
   delete this;
