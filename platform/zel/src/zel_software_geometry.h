@@ -140,16 +140,14 @@ inline int interpolate(ZelImage* src, Interpolation kind, double px, double py, 
   return int(saturate(data_type, (long long)std::floor(std::clamp(sum, -1e6, 1e6) + 0.5)));
 }
 
-// Translation with interpolation: (X, Y) takes the source at (X - tx, Y - ty), written where
-// that point lies in the source's region.
-template <int Type, Interpolation Kind>
-int translate_interpolated(ZelOp* op) {
-  const double tx = op->getFloatParam(1), ty = op->getFloatParam(2);
-  ZelImage* src = op->getSrc1();
-  ZelImage* dst = op->getDst();
-  if (!std::isfinite(tx) || !std::isfinite(ty) || src == nullptr || dst == nullptr ||
-      src->getDataType() != Type || dst->getDataType() != Type ||
-      src->getBands() != dst->getBands()) {
+// Every point (X, Y) of the destination's region whose source point P = at(X, Y) (operation
+// space) lies in the source's region takes sample(source image, P in source pixels, band),
+// pixel by pixel. The source is read whole before the first write (it may be the
+// destination).
+template <typename At, typename Sample>
+int resample(ZelImage* src, ZelImage* dst, int data_type, At at, Sample sample) {
+  if (src == nullptr || dst == nullptr || src->getDataType() != data_type ||
+      dst->getDataType() != data_type || src->getBands() != dst->getBands()) {
     return 2;
   }
   ZelRoi* src_region = src->getImageSpaceRoi();
@@ -167,16 +165,15 @@ int translate_interpolated(ZelOp* op) {
   for (const ZelRoi::Rect& r : dst_region->rects()) {
     for (long long Y = r.y; Y < r.y + (long long)r.height; ++Y) {
       for (long long X = r.x; X < r.x + (long long)r.width; ++X) {
-        const double px = double(X) - tx, py = double(Y) - ty;  // operation space
+        double px, py;
+        at(double(X), double(Y), &px, &py);
         const double cx = std::floor(px), cy = std::floor(py);
         if (cx < INT_MIN || cx > INT_MAX || cy < INT_MIN || cy > INT_MAX ||
             !src_region->contains(int(cx), int(cy))) {
           continue;
         }
         Write w{unsigned(X + dox), unsigned(Y + doy), {}};
-        for (unsigned b = 0; b < bands; ++b) {
-          w.values.push_back(interpolate(src, Kind, px + sox, py + soy, b, Type));
-        }
+        for (unsigned b = 0; b < bands; ++b) w.values.push_back(sample(px + sox, py + soy, b));
         writes.push_back(std::move(w));
       }
     }
@@ -185,6 +182,19 @@ int translate_interpolated(ZelOp* op) {
     for (unsigned b = 0; b < bands; ++b) dst->setPixel(w.x, w.y, b, w.values[b]);
   }
   return 0;
+}
+
+// Translation with interpolation: (X, Y) takes the source at (X - tx, Y - ty), written where
+// that point lies in the source's region.
+template <int Type, Interpolation Kind>
+int translate_interpolated(ZelOp* op) {
+  const double tx = op->getFloatParam(1), ty = op->getFloatParam(2);
+  if (!std::isfinite(tx) || !std::isfinite(ty)) return 2;
+  ZelImage* src = op->getSrc1();
+  return resample(
+      src, op->getDst(), Type,
+      [&](double X, double Y, double* px, double* py) { *px = X - tx, *py = Y - ty; },
+      [&](double x, double y, unsigned b) { return interpolate(src, Kind, x, y, b, Type); });
 }
 
 // The source point a rotation by theta (counter-clockwise on screen, y downwards) about
@@ -219,53 +229,19 @@ enum class Sampling { nearest, bilinear, bicubic };
 template <int Type, Sampling Kind>
 int scale(ZelOp* op) {
   const double qx = op->getFloatParam(1), qy = op->getFloatParam(2);
+  if (!(std::isfinite(qx) && qx > 0 && std::isfinite(qy) && qy > 0)) return 2;
   ZelImage* src = op->getSrc1();
-  ZelImage* dst = op->getDst();
-  if (!(std::isfinite(qx) && qx > 0 && std::isfinite(qy) && qy > 0) || src == nullptr ||
-      dst == nullptr || src->getDataType() != Type || dst->getDataType() != Type ||
-      src->getBands() != dst->getBands()) {
-    return 2;
-  }
-  ZelRoi* src_region = src->getImageSpaceRoi();
-  ZelRoi* dst_region = dst->getImageSpaceRoi();
-  if (src_region == nullptr || dst_region == nullptr) return 2;
-  int sox, soy, dox, doy;
-  src->getOrigin(&sox, &soy);
-  dst->getOrigin(&dox, &doy);
-  const unsigned bands = src->getBands();
-  // The source is read whole before the first write (it may be the destination).
-  struct Write {
-    unsigned x, y;
-    std::vector<int> values;
-  };
-  std::vector<Write> writes;
-  for (const ZelRoi::Rect& r : dst_region->rects()) {
-    for (long long Y = r.y; Y < r.y + (long long)r.height; ++Y) {
-      for (long long X = r.x; X < r.x + (long long)r.width; ++X) {
-        const double px = double(X) / qx, py = double(Y) / qy;
-        const double cx = std::floor(px), cy = std::floor(py);
-        if (cx < INT_MIN || cx > INT_MAX || cy < INT_MIN || cy > INT_MAX ||
-            !src_region->contains(int(cx), int(cy))) {
-          continue;
+  return resample(
+      src, op->getDst(), Type,
+      [&](double X, double Y, double* px, double* py) { *px = X / qx, *py = Y / qy; },
+      [&](double x, double y, unsigned b) {
+        if (Kind == Sampling::nearest) {
+          return src->getPixel(unsigned(std::floor(x)), unsigned(std::floor(y)), b);
         }
-        Write w{unsigned(X + dox), unsigned(Y + doy), {}};
-        for (unsigned b = 0; b < bands; ++b) {
-          w.values.push_back(Kind == Sampling::nearest
-                                 ? src->getPixel(unsigned(cx + sox), unsigned(cy + soy), b)
-                                 : interpolate(src,
-                                               Kind == Sampling::bilinear
-                                                   ? Interpolation::bilinear
-                                                   : Interpolation::bicubic,
-                                               px + sox, py + soy, b, Type));
-        }
-        writes.push_back(std::move(w));
-      }
-    }
-  }
-  for (const Write& w : writes) {
-    for (unsigned b = 0; b < bands; ++b) dst->setPixel(w.x, w.y, b, w.values[b]);
-  }
-  return 0;
+        return interpolate(
+            src, Kind == Sampling::bilinear ? Interpolation::bilinear : Interpolation::bicubic,
+            x, y, b, Type);
+      });
 }
 
 // The whole source transposed into the quadrant at (0, 0): its origin cancels.
