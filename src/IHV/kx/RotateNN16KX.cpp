@@ -16,13 +16,8 @@ constexpr const char* kFile = "RotateNN16KX";
 int ZelDeviceComputeTypeKX::Rotate16nearest(ZelOp* op, int) {
   ZelImage* src = op->getSrc1();
   ZelImage* dst = op->getDst();
-  if (src == nullptr || dst == nullptr || src->getDataType() != 2 || dst->getDataType() != 2) {
-    return 2;
-  }
-  unsigned width, height, bands;
-  src->getDimensions(&width, &height, &bands);
-  if (bands != 1 || dst->getBands() != 1) return 2;
-  if (zelkx_check_child_16(src, dst, nullptr, nullptr) == 2) return 2;
+  if (!zelkx_one_band_16(src, dst)) return 2;
+  const unsigned width = src->getWidth(), height = src->getHeight();
   float degrees;
   if (!zelkx_rotation_degrees(op->getFloatParam(1), &degrees)) return 2;
   KXImage s, d;

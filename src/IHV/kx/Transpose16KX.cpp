@@ -13,13 +13,8 @@ constexpr const char* kFile = "Transpose16KX";
 int ZelDeviceComputeTypeKX::Transpose16(ZelOp* op, int) {
   ZelImage* src = op->getSrc1();
   ZelImage* dst = op->getDst();
-  if (src == nullptr || dst == nullptr || src->getDataType() != 2 || dst->getDataType() != 2) {
-    return 2;
-  }
-  unsigned width, height, bands;
-  src->getDimensions(&width, &height, &bands);
-  if (bands != 1 || dst->getBands() != 1) return 2;
-  if (zelkx_check_child_16(src, dst, nullptr, nullptr) == 2) return 2;
+  if (!zelkx_one_band_16(src, dst)) return 2;
+  const unsigned width = src->getWidth(), height = src->getHeight();
   // One call for the whole image at its pixel (0, 0): right only where operation space and
   // both images' pixels coincide.
   int sx, sy, dx, dy;

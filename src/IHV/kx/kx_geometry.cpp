@@ -142,6 +142,12 @@ bool first_rect_is(ZelRoi* region, int x, int y, unsigned w, unsigned h) {
 
 }  // namespace
 
+bool zelkx_one_band_16(ZelImage* src, ZelImage* dst) {
+  return src != nullptr && dst != nullptr && src->getDataType() == 2 &&
+         dst->getDataType() == 2 && src->getBands() == 1 && dst->getBands() == 1 &&
+         zelkx_check_child_16(src, dst, nullptr, nullptr) != 2;
+}
+
 int check_images(ZelImage* src, ZelImage* dst) {
   for (ZelImage* image : {src, dst}) {
     unsigned x, y, band;

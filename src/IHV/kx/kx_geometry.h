@@ -34,6 +34,10 @@ bool zelkx_whole_offset(float t, int* out);
 // False (refuse) for an angle not finite or beyond +-2^24.
 bool zelkx_rotation_degrees(float radians, float* degrees);
 
+// Both images present, 16-bit, one band each, and passing zelkx_check_child_16: the
+// whole-image 16-bit routines' first test.
+bool zelkx_one_band_16(ZelImage* src, ZelImage* dst);
+
 // Like zelkx_open_image, with the contiguous storage ("ckx") the rotations read from.
 bool zelkx_open_contiguous(ZelImage* image, KXImage* out);
 
